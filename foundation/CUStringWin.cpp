@@ -1,0 +1,2 @@
+// Placeholder translation unit; the string class is implemented here.
+#include "foundation/CUStringWin.h"

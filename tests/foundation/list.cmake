@@ -1,0 +1,4 @@
+# Test files whose cases start threads; they also run under the tsan preset.
+set(QV_THREADED_TESTS
+  CUSharedPtrTest
+)
