@@ -1,0 +1,17 @@
+// Conversions between UTF-16 and the byte encodings of the system: UTF-8 and Windows-1252 (the
+// system code page). Pure functions, safe from any thread.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace cu_text {
+
+// UTF-8 to UTF-16. Ill-formed sequences become U+FFFD, one for each maximal bad subpart.
+std::u16string DecodeUTF8(std::string_view bytes);
+// UTF-16 to UTF-8. An unpaired surrogate becomes U+FFFD.
+std::string EncodeUTF8(std::u16string_view text);
+
+}  // namespace cu_text
