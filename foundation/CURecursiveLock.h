@@ -12,6 +12,8 @@ class CURecursiveLock : public CULockAbstract {
 public:
     void Lock() override { mutex.lock(); }
     void Unlock() override { mutex.unlock(); }
+    // Takes the lock if no other thread holds it.
+    bool TryLock() { return mutex.try_lock(); }
 
     // For std::lock_guard and std::condition_variable_any.
     void lock() { Lock(); }

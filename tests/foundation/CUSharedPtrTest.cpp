@@ -1,5 +1,139 @@
 #include <gtest/gtest.h>
 
-#include "foundation/CUObject.h"
+#include <atomic>
+#include <barrier>
+#include <thread>
+#include <vector>
+
+#include "foundation/CULockAbstract.h"
+#include "foundation/CURecursiveLock.h"
+#include "foundation/CUStringWin.h"
+
+namespace {
+
+// Counts destructions so that a test can see an object die exactly once.
+class Tracked : public CUObject {
+public:
+    explicit Tracked(std::atomic<int>& deaths) : deaths(deaths) {}
+    ~Tracked() override { deaths.fetch_add(1); }
+
+private:
+    std::atomic<int>& deaths;
+};
+
+class Other : public CUObject {};
 
 TEST(CUSharedPtr, IsTwoMachineWords) { EXPECT_EQ(sizeof(CUSharedPtr<CUObject>), 2 * sizeof(void*)); }
+
+TEST(CUSharedPtr, NewObjectIsUnownedUntilTaken) {
+    std::atomic<int> deaths{0};
+    auto* raw = new Tracked(deaths);
+    EXPECT_EQ(raw->RetainCount(), 0);
+    {
+        CUSharedPtr<Tracked> p(raw);
+        EXPECT_EQ(raw->RetainCount(), 1);
+        CUSharedPtr<Tracked> q = p;
+        EXPECT_EQ(raw->RetainCount(), 2);
+    }
+    EXPECT_EQ(deaths.load(), 1);
+}
+
+TEST(CUSharedPtr, SelfAssignmentKeepsObjectAndCount) {
+    std::atomic<int> deaths{0};
+    CUSharedPtr<Tracked> p(new Tracked(deaths));
+    CUSharedPtr<Tracked>& alias = p;
+    p = alias;
+    p = p.Get();
+    EXPECT_EQ(p->RetainCount(), 1);
+    EXPECT_EQ(deaths.load(), 0);
+}
+
+TEST(CUSharedPtr, AssignmentDropsOldAfterTakingNew) {
+    std::atomic<int> deaths{0};
+    CUSharedPtr<Tracked> a(new Tracked(deaths));
+    CUSharedPtr<Tracked> b(new Tracked(deaths));
+    a = b;
+    EXPECT_EQ(deaths.load(), 1);
+    EXPECT_EQ(b->RetainCount(), 2);
+    a = nullptr;
+    EXPECT_FALSE(a);
+    EXPECT_EQ(b->RetainCount(), 1);
+}
+
+TEST(CUSharedPtr, MoveTransfersWithoutTouchingCount) {
+    std::atomic<int> deaths{0};
+    CUSharedPtr<Tracked> a(new Tracked(deaths));
+    CUSharedPtr<Tracked> b(std::move(a));
+    EXPECT_FALSE(a);
+    EXPECT_EQ(b->RetainCount(), 1);
+    CUSharedPtr<CUObject> base(std::move(b));
+    EXPECT_EQ(base->RetainCount(), 1);
+    EXPECT_EQ(deaths.load(), 0);
+}
+
+TEST(CUSharedPtr, DownCastIsCheckedAtRunTime) {
+    CUSharedPtr<CUObject> object = CUCreate<CUStringWin>("x");
+    CUSharedPtr<CUStringWin> asString(object);
+    ASSERT_TRUE(asString);
+    EXPECT_EQ(object->RetainCount(), 2);
+    CUSharedPtr<Other> wrong(object);
+    EXPECT_FALSE(wrong);
+    EXPECT_EQ(object->RetainCount(), 2);
+    CUSharedPtr<CUStringWin> fromNull{CUSharedPtr<CUObject>()};
+    EXPECT_FALSE(fromNull);
+}
+
+TEST(CUSharedPtr, CastsThroughVirtualBase) {
+    CUSharedPtr<CURecursiveLock> lock = CUCreate<CURecursiveLock>();
+    CUSharedPtr<CULockAbstract> abstract = lock;
+    CUSharedPtr<CUObject> root = abstract;
+    EXPECT_EQ(root->RetainCount(), 3);
+    CUSharedPtr<CURecursiveLock> back(root);
+    EXPECT_EQ(back.Get(), lock.Get());
+    EXPECT_EQ(root->RetainCount(), 4);
+}
+
+// Many threads copy and drop one object; it must die exactly once, when the last copy goes.
+TEST(CUSharedPtr, ContendedCopiesDestroyExactlyOnce) {
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 250000;
+    for (int trial = 0; trial < 4; ++trial) {
+        std::atomic<int> deaths{0};
+        std::vector<CUSharedPtr<Tracked>> seeds(kThreads);
+        {
+            CUSharedPtr<Tracked> origin(new Tracked(deaths));
+            for (auto& seed : seeds) seed = origin;
+        }
+        std::barrier start(kThreads);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&, t] {
+                CUSharedPtr<Tracked> mine = std::move(seeds[t]);
+                start.arrive_and_wait();
+                for (int i = 0; i < kRounds; ++i) {
+                    CUSharedPtr<Tracked> copy = mine;
+                    CUSharedPtr<CUObject> base = copy;
+                    copy = nullptr;
+                }
+                // All threads drop their last reference at about the same moment.
+                start.arrive_and_wait();
+                mine = nullptr;
+            });
+        }
+        for (auto& thread : threads) thread.join();
+        EXPECT_EQ(deaths.load(), 1);
+    }
+}
+
+TEST(CUObject, DescriptionNamesClassAndAddress) {
+    CUSharedPtr<Other> object = CUCreate<Other>();
+    CUSharedPtr<CUStringWin> text = object->Description();
+    ASSERT_TRUE(text);
+    char expected[64];
+    std::snprintf(expected, sizeof expected, "(anonymous namespace)::Other(0x%016llX)",
+                  static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(object.Get())));
+    EXPECT_EQ(text->UTF8String(), expected);
+    EXPECT_EQ(object->Self(), object.Get());
+}
+
+}  // namespace

@@ -1,0 +1,83 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "foundation/CUNumber.h"
+#include "foundation/CUVector.h"
+
+namespace {
+
+template <class T>
+CUSharedPtr<CUNumber> Box(T v) {
+    return CUCreate<CUNumberConcrete<T>>(v);
+}
+
+TEST(CUNumber, FloatTruncatesTowardZero) {
+    auto n = Box(1.9f);
+    EXPECT_EQ(n->Int32Value(), 1);
+    EXPECT_TRUE(n->BoolValue());
+    EXPECT_EQ(Box(-1.9f)->Int32Value(), -1);
+    EXPECT_EQ(Box(-1.9f)->Int64Value(), -1);
+    EXPECT_FALSE(Box(0.0f)->BoolValue());
+}
+
+TEST(CUNumber, NarrowIntegersExtendBySignOfSource) {
+    EXPECT_EQ(Box(-1)->UInt64Value(), UINT64_MAX);
+    EXPECT_EQ(Box(0xFFFFFFFFu)->Int64Value(), 0xFFFFFFFFll);
+    EXPECT_EQ(Box<unsigned char>(200)->Int32Value(), 200);
+    EXPECT_EQ(Box<unsigned short>(0xFFFF)->Int16Value(), -1);
+}
+
+TEST(CUNumber, WideIntegersTruncate) {
+    EXPECT_EQ(Box<int64_t>(0x123456789ll)->UInt32Value(), 0x23456789u);
+    EXPECT_EQ(Box<int64_t>(0x1FFll)->UInt8Value(), 0xFF);
+    EXPECT_EQ(Box<uint64_t>(0x18000ull)->Int16Value(), INT16_MIN);
+}
+
+TEST(CUNumber, LargeUnsignedConvertsCorrectly) {
+    const uint64_t big = (1ull << 63) + (1ull << 40);
+    EXPECT_EQ(Box<uint64_t>(big)->DoubleValue(), static_cast<double>(big));
+    EXPECT_GT(Box<uint64_t>(UINT64_MAX)->FloatValue(), 1.8e19f);
+    EXPECT_EQ(Box(static_cast<float>(big))->UInt64Value(), big);
+    EXPECT_EQ(Box(static_cast<double>(big))->UInt64Value(), big);
+}
+
+TEST(CUNumber, OutOfRangeFloatsGiveIndefiniteNotUndefined) {
+    const float huge = 1e30f;
+    EXPECT_EQ(Box(huge)->Int32Value(), INT32_MIN);
+    EXPECT_EQ(Box(huge)->Int64Value(), INT64_MIN);
+    EXPECT_EQ(Box(std::numeric_limits<float>::quiet_NaN())->Int32Value(), INT32_MIN);
+    EXPECT_TRUE(Box(std::numeric_limits<float>::quiet_NaN())->BoolValue());
+    EXPECT_EQ(Box(3e9f)->UInt32Value(), 3000000000u);
+}
+
+TEST(CUNumber, DescriptionLikeTheOutputStream) {
+    EXPECT_EQ(Box<unsigned char>(65)->Description()->UTF8String(), "65");
+    EXPECT_EQ(Box(1.9f)->Description()->UTF8String(), "1.9");
+    EXPECT_EQ(Box(-5)->Description()->UTF8String(), "-5");
+    EXPECT_EQ(Box<uint64_t>(UINT64_MAX)->Description()->UTF8String(), "18446744073709551615");
+}
+
+TEST(CUVector, Description) {
+    CUVector<int> empty;
+    EXPECT_EQ(empty.Description()->UTF8String(), "{}");
+    CUVector<int> one{7};
+    EXPECT_EQ(one.Description()->UTF8String(), "{ 7 }");
+    CUVector<unsigned char> bytes{1, 2, 255};
+    EXPECT_EQ(bytes.Description()->UTF8String(), "{ 1, 2, 255 }");
+    CUVector<int64_t> wide{-1};
+    EXPECT_EQ(wide.Description()->UTF8String(), "{ -1 }");
+    CUVector<uint64_t> uwide{UINT64_MAX};
+    EXPECT_EQ(uwide.Description()->UTF8String(), "{ 18446744073709551615 }");
+}
+
+TEST(CUVector, OtherElementTypesUseTheObjectForm) {
+    struct Pixel {
+        uint8_t r, g, b, a;
+    };
+    CUVector<Pixel> pixels(2);
+    EXPECT_EQ(pixels.Description()->UTF8String().rfind("CUVector<", 0), 0u);
+}
+
+}  // namespace

@@ -1,0 +1,44 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "foundation/CUUUID.h"
+
+namespace {
+
+TEST(CUUUID, MakeLabelReadsInWireOrder) {
+    CUSharedPtr<CUUUID> label = CUUUID::MakeLabel(0x04010101, 0x01020304, 0x0A0B0C0D);
+    ASSERT_TRUE(label);
+    const uint8_t wire[16] = {0x06, 0x0E, 0x2B, 0x34, 0x04, 0x01, 0x01, 0x01,
+                              0x01, 0x02, 0x03, 0x04, 0x0A, 0x0B, 0x0C, 0x0D};
+    uint8_t out[16];
+    label->GetBigEndian(out);
+    EXPECT_EQ(std::memcmp(out, wire, 16), 0);
+    EXPECT_EQ(label->Guid().data1, 0x060E2B34u);
+    EXPECT_EQ(label->Guid().data2, 0x0401u);
+    EXPECT_EQ(label->Guid().data3, 0x0101u);
+    const std::string text = label->Description()->UTF8String();
+    EXPECT_NE(text.find(" 060e2b34-0401-0101-0102-03040a0b0c0d"), std::string::npos) << text;
+}
+
+TEST(CUUUID, BytesRoundTripAndCompare) {
+    uint8_t bytes[16];
+    for (int i = 0; i < 16; ++i) bytes[i] = static_cast<uint8_t>(i * 17);
+    CUUUID a(bytes), b;
+    EXPECT_FALSE(a.IsEqual(b));
+    b.Assign(a);
+    EXPECT_TRUE(a.IsEqual(b));
+    EXPECT_TRUE(a.IsEqualToBytes(bytes));
+    EXPECT_FALSE(a.IsEqualToBytes(nullptr));
+    uint8_t out[16];
+    a.GetBytes(out);
+    EXPECT_EQ(std::memcmp(out, bytes, 16), 0);
+    // Host-order fields swap in the wire form; the last eight bytes stay.
+    a.GetBigEndian(out);
+    EXPECT_EQ(out[0], bytes[3]);
+    EXPECT_EQ(out[4], bytes[5]);
+    EXPECT_EQ(out[6], bytes[7]);
+    EXPECT_EQ(std::memcmp(out + 8, bytes + 8, 8), 0);
+}
+
+}  // namespace
