@@ -1,0 +1,15 @@
+#include "tools/qvclip/Command.h"
+
+#include <CLI/CLI.hpp>
+
+namespace qvclip {
+
+bool Command::Chosen() const { return app && app->parsed(); }
+
+std::vector<std::unique_ptr<Command>> MakeCommands() {
+    std::vector<std::unique_ptr<Command>> commands;
+    // Subcommands are added here as they come: info, frames, extract, meta, play, synth.
+    return commands;
+}
+
+}  // namespace qvclip
