@@ -6,7 +6,6 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/CUAutoResetEvent.h"
 #include "foundation/CUManualResetEvent.h"
 #include "foundation/CUProcessorCount.h"
 #include "foundation/CUThread.h"
@@ -24,18 +23,30 @@ private:
     int (*body)(void*);
 };
 
-TEST(CUThread, NeverStartedNeitherBlocksNorRuns) {
+int CountRun(void* counter) {
+    ++*static_cast<std::atomic<int>*>(counter);
+    return 0;
+}
+
+// Only the first wait after Start joins; every other one, and the destructor after them, returns
+// at once. Joining one thread twice would be a fault of its own.
+TEST(CUThread, WaitsOnlyOnceAndOnlyAfterStart) {
     std::atomic<int> runs{0};
     {
-        FunctionThread thread(+[](void* counter) {
-            ++*static_cast<std::atomic<int>*>(counter);
-            return 0;
-        });
-        EXPECT_TRUE(thread.Wait());
-        EXPECT_TRUE(thread.Wait());
-        EXPECT_EQ(thread.GetArgument(), nullptr);
+        FunctionThread idle(CountRun);
+        EXPECT_TRUE(idle.Wait());
+        EXPECT_TRUE(idle.Wait());
+        EXPECT_EQ(idle.GetArgument(), nullptr);
     }
-    EXPECT_EQ(runs.load(), 0);
+    auto* thread = new FunctionThread(CountRun);
+    thread->Start(&runs);
+    thread->Start(&runs);
+    thread->Join();
+    EXPECT_EQ(runs.load(), 1);
+    EXPECT_TRUE(thread->Wait());
+    thread->Join();
+    delete thread;
+    EXPECT_EQ(runs.load(), 1);
 }
 
 TEST(CUThread, RunGetsItsArgumentOnAnotherThread) {
@@ -55,35 +66,6 @@ TEST(CUThread, RunGetsItsArgumentOnAnotherThread) {
     EXPECT_TRUE(thread.Wait());
     EXPECT_EQ(probe.seen, 42);
     EXPECT_NE(probe.ranOn, std::this_thread::get_id());
-}
-
-// A second Wait, a Join after it, and the destructor after both must not wait again: waiting
-// twice on one thread is a fault of its own.
-TEST(CUThread, OnlyTheFirstWaitJoins) {
-    std::atomic<int> runs{0};
-    auto* thread = new FunctionThread(+[](void* counter) {
-        ++*static_cast<std::atomic<int>*>(counter);
-        return 0;
-    });
-    thread->Start(&runs);
-    thread->Join();
-    EXPECT_EQ(runs.load(), 1);
-    EXPECT_TRUE(thread->Wait());
-    thread->Join();
-    delete thread;
-    EXPECT_EQ(runs.load(), 1);
-}
-
-TEST(CUThread, SecondStartIsIgnored) {
-    std::atomic<int> runs{0};
-    FunctionThread thread(+[](void* counter) {
-        ++*static_cast<std::atomic<int>*>(counter);
-        return 0;
-    });
-    thread.Start(&runs);
-    thread.Start(&runs);
-    thread.Join();
-    EXPECT_EQ(runs.load(), 1);
 }
 
 // Run holds until released; the object is destroyed on a third thread meanwhile. The end of
