@@ -6,6 +6,25 @@ namespace cu_text {
 namespace {
 constexpr char16_t kReplacement = 0xFFFD;
 
+// Bytes 0x80-0x9F of Windows-1252; all other bytes equal their code point.
+constexpr char16_t kWindows1252High[32] = {
+    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,  // 0x80
+    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,  // 0x88
+    0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,  // 0x90
+    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178,  // 0x98
+};
+
+char16_t Windows1252Unit(uint8_t byte) {
+    return byte >= 0x80 && byte <= 0x9F ? kWindows1252High[byte - 0x80] : char16_t{byte};
+}
+
+bool IsHighSurrogate(char16_t unit) {
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+bool IsLowSurrogate(char16_t unit) {
+    return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
 void AppendCodePoint(std::u16string& out, char32_t cp) {
     if (cp < 0x10000) {
         out.push_back(static_cast<char16_t>(cp));
@@ -71,8 +90,7 @@ std::string EncodeUTF8(std::u16string_view text) {
     out.reserve(text.size());
     for (size_t i = 0; i < text.size(); ++i) {
         char32_t cp = text[i];
-        if (cp >= 0xD800 && cp <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
-            text[i + 1] <= 0xDFFF) {
+        if (IsHighSurrogate(text[i]) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
             cp = 0x10000 + ((cp - 0xD800) << 10) + (text[i + 1] - 0xDC00);
             ++i;
         } else if (cp >= 0xD800 && cp <= 0xDFFF) {
@@ -93,6 +111,36 @@ std::string EncodeUTF8(std::u16string_view text) {
             out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
             out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
         }
+    }
+    return out;
+}
+
+std::u16string DecodeWindows1252(std::string_view bytes) {
+    std::u16string out;
+    out.reserve(bytes.size());
+    for (const char byte : bytes) out.push_back(Windows1252Unit(static_cast<uint8_t>(byte)));
+    return out;
+}
+
+std::string EncodeWindows1252(std::u16string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char16_t unit = text[i];
+        if (unit < 0x80 || (unit >= 0xA0 && unit <= 0xFF)) {
+            out.push_back(static_cast<char>(unit));
+            continue;
+        }
+        char mapped = '?';
+        for (uint8_t byte = 0x80; byte <= 0x9F; ++byte) {
+            if (kWindows1252High[byte - 0x80] == unit) {
+                mapped = static_cast<char>(byte);
+                break;
+            }
+        }
+        // A surrogate pair is one code point, so it gives one '?'.
+        if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) ++i;
+        out.push_back(mapped);
     }
     return out;
 }

@@ -14,4 +14,10 @@ std::u16string DecodeUTF8(std::string_view bytes);
 // UTF-16 to UTF-8. An unpaired surrogate becomes U+FFFD.
 std::string EncodeUTF8(std::u16string_view text);
 
+// Windows-1252 to UTF-16. Every byte maps: the five bytes the code page leaves unassigned
+// (0x81, 0x8D, 0x8F, 0x90, 0x9D) become the C1 controls of the same value.
+std::u16string DecodeWindows1252(std::string_view bytes);
+// UTF-16 to Windows-1252. A code point the code page lacks becomes one '?'.
+std::string EncodeWindows1252(std::u16string_view text);
+
 }  // namespace cu_text

@@ -1,0 +1,180 @@
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "foundation/CUPath.h"
+#include "foundation/CUTextCodec.h"
+
+namespace {
+
+std::string Narrow(std::u16string_view text) {
+    return cu_text::EncodeUTF8(text);
+}
+
+struct Case {
+    std::u16string input;
+    std::u16string expected;
+};
+void PrintTo(const Case& c, std::ostream* os) {
+    *os << '"' << Narrow(c.input) << '"';
+}
+
+class RemoveFileSpec : public testing::TestWithParam<Case> {};
+TEST_P(RemoveFileSpec, KeepsTheParent) {
+    EXPECT_EQ(Narrow(cu_path::RemoveFileSpec(GetParam().input)), Narrow(GetParam().expected));
+}
+INSTANTIATE_TEST_SUITE_P(
+    Paths, RemoveFileSpec,
+    testing::Values(Case{u"C:\\a\\b.txt", u"C:\\a"}, Case{u"C:\\a\\b\\", u"C:\\a\\b"},
+                    Case{u"C:\\a", u"C:\\"}, Case{u"C:\\", u"C:\\"}, Case{u"C:", u"C:"},
+                    Case{u"C:a", u"C:"}, Case{u"a", u""}, Case{u"a\\b", u"a"}, Case{u"\\a", u"\\"},
+                    Case{u"\\", u"\\"}, Case{u"", u""}, Case{u"\\\\server\\share", u"\\\\server"},
+                    Case{u"\\\\server", u"\\\\"}, Case{u"/usr/lib/x.so", u"/usr/lib"},
+                    Case{u"/usr", u"/"}, Case{u"/", u"/"}, Case{u"rel/dir/", u"rel/dir"},
+                    Case{u"C:/a", u"C:/"}));
+
+struct AppendCase {
+    std::u16string path;
+    std::u16string more;
+    std::u16string expected;
+};
+void PrintTo(const AppendCase& c, std::ostream* os) {
+    *os << '"' << Narrow(c.path) << "\" + \"" << Narrow(c.more) << '"';
+}
+
+class Append : public testing::TestWithParam<AppendCase> {};
+TEST_P(Append, JoinsAndCanonicalizes) {
+    const std::optional<std::u16string> joined = cu_path::Append(GetParam().path, GetParam().more);
+    ASSERT_TRUE(joined);
+    EXPECT_EQ(Narrow(*joined), Narrow(GetParam().expected));
+}
+INSTANTIATE_TEST_SUITE_P(
+    WindowsPaths, Append,
+    testing::Values(
+        AppendCase{u"C:\\a", u"b", u"C:\\a\\b"}, AppendCase{u"C:\\a\\", u"b", u"C:\\a\\b"},
+        AppendCase{u"C:\\a", u"\\\\b", u"\\\\b"},  // a network path stands alone
+        AppendCase{u"C:\\a", u"\\b", u"C:\\a\\b"}, AppendCase{u"C:", u"a", u"C:\\a"},
+        AppendCase{u"C:", u"", u"C:\\"}, AppendCase{u"C:\\", u"a", u"C:\\a"},
+        AppendCase{u"C:\\a", u"", u"C:\\a"}, AppendCase{u"C:\\a", u"D:\\x", u"D:\\x"},
+        AppendCase{u"C:\\a\\b", u"..\\c", u"C:\\a\\c"},
+        AppendCase{u"C:\\a", u"..\\..\\c", u"C:\\c"}, AppendCase{u"C:\\a", u".\\b\\.", u"C:\\a\\b"},
+        AppendCase{u"C:\\a", u".", u"C:\\a"}, AppendCase{u"C:\\", u".", u"C:\\"},
+        AppendCase{u"C:\\a\\b", u"..", u"C:\\a"}, AppendCase{u"\\\\srv\\share", u"..", u"\\\\srv"},
+        AppendCase{u"C:\\a", u"b..c\\...", u"C:\\a\\b..c\\..."}));
+INSTANTIATE_TEST_SUITE_P(
+    PosixPaths, Append,
+    testing::Values(AppendCase{u"/usr", u"lib", u"/usr/lib"},
+                    AppendCase{u"/usr/", u"/lib", u"/usr/lib"}, AppendCase{u"/", u"a", u"/a"},
+                    AppendCase{u"a", u"b", u"a/b"}, AppendCase{u"", u"a", u"a"},
+                    AppendCase{u"a/b", u"..", u"a"}, AppendCase{u"/a/b", u"../../../c", u"/c"},
+                    AppendCase{u"C:\\x/y", u"z", u"C:\\x/y/z"}));  // the last separator wins
+
+TEST(Append, FailsWhenTheJoinedPathOutgrowsTheBuffer) {
+    const std::u16string folder(250, u'a');
+    EXPECT_TRUE(cu_path::Append(folder, std::u16string(8, u'b')));  // 259 units
+    EXPECT_FALSE(cu_path::Append(folder, std::u16string(9, u'b')));
+    EXPECT_FALSE(cu_path::Append(std::u16string(260, u'a'), u""));
+    EXPECT_FALSE(cu_path::Append(u"C:\\", std::u16string(260, u'b')));
+    // The limit applies before ".." shortens the text.
+    std::u16string climb;
+    for (int i = 0; i < 86; ++i) climb += u"..\\";
+    EXPECT_FALSE(cu_path::Append(u"C:\\abc", climb));
+}
+
+struct SplitCase {
+    std::u16string path;
+    std::u16string drive, folder, name, extension;
+};
+void PrintTo(const SplitCase& c, std::ostream* os) {
+    *os << '"' << Narrow(c.path) << '"';
+}
+
+class Split : public testing::TestWithParam<SplitCase> {};
+TEST_P(Split, TakesThePathApart) {
+    const cu_path::Parts parts = cu_path::Split(GetParam().path);
+    EXPECT_EQ(Narrow(parts.drive), Narrow(GetParam().drive));
+    EXPECT_EQ(Narrow(parts.folder), Narrow(GetParam().folder));
+    EXPECT_EQ(Narrow(parts.name), Narrow(GetParam().name));
+    EXPECT_EQ(Narrow(parts.extension), Narrow(GetParam().extension));
+}
+INSTANTIATE_TEST_SUITE_P(
+    Paths, Split,
+    testing::Values(SplitCase{u"C:\\a\\b.txt", u"C:", u"\\a\\", u"b", u".txt"},
+                    SplitCase{u"C:\\a\\b.tar.gz", u"C:", u"\\a\\", u"b.tar", u".gz"},
+                    SplitCase{u"C:\\a.d\\b", u"C:", u"\\a.d\\", u"b", u""},
+                    SplitCase{u"C:\\a\\", u"C:", u"\\a\\", u"", u""},
+                    SplitCase{u"C:b.txt", u"C:", u"", u"b", u".txt"},
+                    SplitCase{u".profile", u"", u"", u"", u".profile"},
+                    SplitCase{u"name.", u"", u"", u"name", u"."},
+                    SplitCase{u"/usr/lib/x.so", u"", u"/usr/lib/", u"x", u".so"},
+                    SplitCase{u"a\\b/c", u"", u"a\\b/", u"c", u""},
+                    SplitCase{u"", u"", u"", u"", u""}));
+
+class LastFolder : public testing::TestWithParam<Case> {};
+TEST_P(LastFolder, GivesTheLastComponent) {
+    const std::optional<std::u16string_view> folder = cu_path::LastFolder(GetParam().input);
+    ASSERT_TRUE(folder);
+    EXPECT_EQ(Narrow(*folder), Narrow(GetParam().expected));
+}
+INSTANTIATE_TEST_SUITE_P(Paths, LastFolder,
+                         testing::Values(Case{u"C:\\a\\b\\", u"b"}, Case{u"C:\\a\\b", u"b"},
+                                         Case{u"C:\\a", u"a"}, Case{u"C:\\", u"C:"},
+                                         Case{u"C:", u"C:"}, Case{u"c:/", u"c:"}, Case{u"a", u"a"},
+                                         Case{u"a\\b", u"b"}, Case{u"/usr/lib/", u"lib"},
+                                         Case{u"/usr", u"usr"},
+                                         Case{u"\\\\srv\\share\\", u"share"}));
+
+TEST(LastFolder, FailsOnRootsWithoutADrive) {
+    for (const std::u16string_view path : {u"", u"\\", u"/", u"1:\\"}) {
+        EXPECT_FALSE(cu_path::LastFolder(path)) << Narrow(path);
+    }
+}
+
+struct ComponentsCase {
+    std::u16string path;
+    std::vector<std::u16string> expected;
+};
+void PrintTo(const ComponentsCase& c, std::ostream* os) {
+    *os << '"' << Narrow(c.path) << '"';
+}
+
+class Components : public testing::TestWithParam<ComponentsCase> {};
+TEST_P(Components, SplitAtEitherSeparator) {
+    std::vector<std::u16string> components;
+    for (const std::u16string_view piece : cu_path::Components(GetParam().path)) {
+        components.emplace_back(piece);
+    }
+    EXPECT_EQ(components, GetParam().expected);
+}
+INSTANTIATE_TEST_SUITE_P(Paths, Components,
+                         testing::Values(ComponentsCase{u"C:\\a\\b\\", {u"C:", u"a", u"b"}},
+                                         ComponentsCase{u"C:\\a\\\\b", {u"C:", u"a", u"", u"b"}},
+                                         ComponentsCase{u"/usr/lib", {u"", u"usr", u"lib"}},
+                                         ComponentsCase{u"C:\\", {u"C:"}},
+                                         ComponentsCase{u"a", {u"a"}},
+                                         ComponentsCase{u"a\\\\", {u"a", u""}},
+                                         ComponentsCase{u"", {u""}}));
+
+TEST(Separators, FollowThePath) {
+    EXPECT_EQ(cu_path::SeparatorOf(u"C:\\a/b"), u'/');
+    EXPECT_EQ(cu_path::SeparatorOf(u"a/b\\c"), u'\\');
+    EXPECT_EQ(cu_path::SeparatorOf(u"C:"), u'\\');
+    EXPECT_EQ(cu_path::SeparatorOf(u"name"), u'/');
+    EXPECT_EQ(cu_path::SeparatorOf(u""), u'/');
+}
+
+TEST(Roots, AreRecognised) {
+    for (const std::u16string_view root :
+         {u"\\", u"/", u"C:\\", u"c:/", u"\\\\srv", u"\\\\srv\\x"}) {
+        EXPECT_TRUE(cu_path::IsRoot(root)) << Narrow(root);
+    }
+    for (const std::u16string_view path : {u"", u"C:", u"C:\\a", u"\\a", u"\\\\srv\\x\\"}) {
+        EXPECT_FALSE(cu_path::IsRoot(path)) << Narrow(path);
+    }
+    EXPECT_EQ(Narrow(cu_path::RemoveTrailingSeparator(u"C:\\")), "C:\\");
+    EXPECT_EQ(Narrow(cu_path::RemoveTrailingSeparator(u"C:\\a\\")), "C:\\a");
+}
+
+}  // namespace
