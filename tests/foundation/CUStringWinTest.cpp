@@ -1,0 +1,385 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "foundation/CUArray.h"
+#include "foundation/CUStringWin.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+// The text of a string for comparisons; nullopt for "no text".
+std::optional<std::u16string> TextOf(const CUStringWin& string) {
+    if (!string.HasText()) return std::nullopt;
+    return std::u16string(string.View());
+}
+std::optional<std::u16string> TextOf(const CUSharedPtr<CUStringWin>& string) {
+    if (!string) return std::nullopt;
+    return TextOf(*string);
+}
+
+std::vector<std::u16string> Elements(const CUSharedPtr<CUArray>& array) {
+    std::vector<std::u16string> elements;
+    for (uint64_t i = 0; i < array->Count(); ++i) {
+        CUSharedPtr<CUStringWin> element(array->ObjectAtIndex(i));
+        elements.emplace_back(element ? element->View() : u"<not a string>");
+    }
+    return elements;
+}
+
+struct DecodeCase {
+    const char* name;
+    Bytes bytes;
+    uint32_t encoding;
+    std::optional<std::u16string> expected;
+};
+void PrintTo(const DecodeCase& c, std::ostream* os) {
+    *os << c.name;
+}
+
+class FromBytes : public testing::TestWithParam<DecodeCase> {};
+TEST_P(FromBytes, Decodes) {
+    const DecodeCase& c = GetParam();
+    const uint8_t none = 0xEE;  // an empty vector may have no data pointer at all
+    const CUStringWin string(c.bytes.empty() ? &none : c.bytes.data(), c.bytes.size(), c.encoding);
+    EXPECT_EQ(TextOf(string), c.expected);
+    if (c.expected) {
+        EXPECT_EQ(string.Length(), c.expected->size());
+    }
+}
+INSTANTIATE_TEST_SUITE_P(
+    Encodings, FromBytes,
+    testing::Values(
+        DecodeCase{"Utf16LittleEndianMark", {0xFF, 0xFE, 0x41, 0x00}, 1, u"A"},
+        DecodeCase{"Utf16BigEndianMark", {0xFE, 0xFF, 0x00, 0x41}, 1, u"A"},
+        DecodeCase{"Utf16WithoutMarkIsBigEndian", {0x00, 0x41, 0x00, 0x42}, 1, u"AB"},
+        DecodeCase{"Utf16ShortTextIsSwapped", {0x00, 0x41}, 1, u"A"},
+        DecodeCase{"Utf16LoneMarkIsText", {0xFF, 0xFE}, 1, u"\xFFFE"},
+        DecodeCase{"Utf16OddCount", {0x00, 0x41, 0x00}, 1, std::nullopt},
+        DecodeCase{"Utf16Empty", {}, 1, u""},
+        DecodeCase{"Utf16KeepsZeroUnits",
+                   {0x00, 0x41, 0x00, 0x00, 0x00, 0x42},
+                   1,
+                   std::u16string(u"A\0B", 3)},
+        DecodeCase{"Utf16SurrogatePair", {0xFF, 0xFE, 0x3D, 0xD8, 0x00, 0xDE}, 1, u"\xD83D\xDE00"},
+        DecodeCase{"Windows1252HighBytes",
+                   {0x80, 0x9F, 0x81, 0x8A, 0xA0, 0xE9, 0xFF},
+                   2,
+                   u"\x20AC\x0178\x0081\x0160\x00A0\x00E9\x00FF"},
+        DecodeCase{"Windows1252StopsAtZero", {0x41, 0x00, 0x42}, 2, u"A"},
+        DecodeCase{"Utf8", {0xC3, 0xA9, 0xE2, 0x82, 0xAC}, 0, u"\x00E9\x20AC"},
+        DecodeCase{"Utf8FourBytes", {0xF0, 0x9F, 0x98, 0x80}, 0, u"\xD83D\xDE00"},
+        DecodeCase{"Utf8IllFormed",
+                   {0x41, 0xC3, 0x42, 0xFF},
+                   0,
+                   u"A\xFFFD"
+                   u"B\xFFFD"},
+        DecodeCase{"Utf8StopsAtZero", {0x41, 0x00, 0x42}, 0, u"A"},
+        DecodeCase{"Utf8Empty", {}, 0, u""},
+        DecodeCase{"UnknownEncodingIsUtf8", {0xC3, 0xA9}, 7, u"\x00E9"}),
+    [](const testing::TestParamInfo<DecodeCase>& info) { return info.param.name; });
+
+TEST(FromBytes, NullBytesGiveNoText) {
+    for (const uint32_t encoding : {0u, 1u, 2u}) {
+        const CUStringWin string(nullptr, 4, encoding);
+        EXPECT_FALSE(string.HasText());
+        EXPECT_EQ(string.WideChars(), nullptr);
+        EXPECT_EQ(string.Length(), 0u);
+    }
+}
+
+TEST(Construction, CopiesKeepTheState) {
+    const CUStringWin none = CUStringWin::NoText();
+    EXPECT_FALSE(CUStringWin(none).HasText());
+    EXPECT_EQ(TextOf(CUStringWin(static_cast<const char16_t*>(nullptr))), u"");
+    EXPECT_EQ(TextOf(CUStringWin("\xC3\xA9t\xC3\xA9")), u"\x00E9t\x00E9");
+    CUStringWin target("x");
+    target.Assign(none);
+    EXPECT_FALSE(target.HasText());
+    EXPECT_EQ(TextOf(CUStringWin(u"abc").Description()), u"abc");
+}
+
+TEST(GetMultiByteString, Utf16IsBigEndianAndKeepsATerminator) {
+    const CUStringWin string(u"AB");
+    uint32_t size = 0;
+    EXPECT_EQ(string.GetMultiByteString(nullptr, 1, &size), CUStatusOK);
+    EXPECT_EQ(size, 6u);
+
+    Bytes buffer(6, 0xEE);
+    EXPECT_EQ(string.GetMultiByteString(buffer.data(), 1, &size), CUStatusOK);
+    EXPECT_EQ(buffer, (Bytes{0x00, 0x41, 0x00, 0x42, 0x00, 0x00}));
+
+    // Too small: cut so that two zero bytes stay, even in the middle of a unit.
+    buffer.assign(6, 0xEE);
+    size = 5;
+    EXPECT_EQ(string.GetMultiByteString(buffer.data(), 1, &size), CUStatusOK);
+    EXPECT_EQ(buffer, (Bytes{0x00, 0x41, 0x00, 0x00, 0x00, 0xEE}));
+
+    buffer.assign(2, 0xEE);
+    size = 1;
+    EXPECT_EQ(string.GetMultiByteString(buffer.data(), 1, &size), CUStatusOK);
+    EXPECT_EQ(buffer, (Bytes{0x00, 0xEE}));
+}
+
+TEST(GetMultiByteString, NarrowEncodingsNeedRoomForTheTerminator) {
+    const CUStringWin string(u"\x00E9\x20AC\x0100\xD83D\xDE00");
+    uint32_t size = 0;
+    ASSERT_EQ(string.GetMultiByteString(nullptr, 0, &size), CUStatusOK);
+    EXPECT_EQ(size, 2u + 3 + 2 + 4 + 1);
+    Bytes buffer(size, 0xEE);
+    ASSERT_EQ(string.GetMultiByteString(buffer.data(), 0, &size), CUStatusOK);
+    EXPECT_EQ(buffer, (Bytes{0xC3, 0xA9, 0xE2, 0x82, 0xAC, 0xC4, 0x80, 0xF0, 0x9F, 0x98, 0x80, 0}));
+
+    // Windows-1252 has the euro sign but no U+0100; a surrogate pair is one missing character.
+    ASSERT_EQ(string.GetMultiByteString(nullptr, 2, &size), CUStatusOK);
+    EXPECT_EQ(size, 5u);
+    buffer.assign(size, 0xEE);
+    ASSERT_EQ(string.GetMultiByteString(buffer.data(), 2, &size), CUStatusOK);
+    EXPECT_EQ(buffer, (Bytes{0xE9, 0x80, '?', '?', 0}));
+
+    buffer.assign(5, 0xEE);
+    size = 4;
+    EXPECT_EQ(string.GetMultiByteString(buffer.data(), 2, &size), CUStatusFailed);
+}
+
+TEST(GetMultiByteString, RefusesNoTextAndEmptyBuffers) {
+    uint32_t size = 8;
+    uint8_t buffer[8] = {};
+    EXPECT_EQ(CUStringWin::NoText().GetMultiByteString(nullptr, 0, &size), CUStatusFailed);
+    EXPECT_EQ(size, 8u);
+    size = 0;
+    EXPECT_EQ(CUStringWin(u"a").GetMultiByteString(buffer, 0, &size), CUStatusFailed);
+    EXPECT_EQ(CUStringWin(u"a").GetMultiByteString(buffer, 1, &size), CUStatusFailed);
+    EXPECT_EQ(CUStringWin(u"a").GetMultiByteString(buffer, 0, nullptr), CUStatusFailed);
+}
+
+TEST(GetMultiByteString, NarrowTextEndsAtAZeroUnit) {
+    const CUStringWin string(std::u16string_view(u"A\0B", 3));
+    uint32_t size = 0;
+    ASSERT_EQ(string.GetMultiByteString(nullptr, 0, &size), CUStatusOK);
+    EXPECT_EQ(size, 2u);
+    ASSERT_EQ(string.GetMultiByteString(nullptr, 1, &size), CUStatusOK);
+    EXPECT_EQ(size, 8u);  // UTF-16 keeps every unit
+}
+
+TEST(GetWideString, CopiesWhenTheNeedFits) {
+    const CUStringWin string(u"ab");
+    uint32_t size = 0;
+    ASSERT_EQ(string.GetWideString(nullptr, &size), CUStatusOK);
+    EXPECT_EQ(size, 6u);
+
+    char16_t buffer[4] = {u'x', u'x', u'x', u'x'};
+    size = 8;
+    ASSERT_EQ(string.GetWideString(buffer, &size), CUStatusOK);
+    EXPECT_EQ(std::u16string(buffer, 4), std::u16string(u"ab\0x", 4));
+    EXPECT_EQ(size, 8u);
+
+    size = 5;
+    EXPECT_EQ(string.GetWideString(buffer, &size), CUStatusFailed);
+    size = 0;
+    EXPECT_EQ(string.GetWideString(buffer, &size), CUStatusFailed);
+    EXPECT_EQ(CUStringWin::NoText().GetWideString(nullptr, &size), CUStatusFailed);
+}
+
+struct EqualCase {
+    std::u16string a, b;
+    uint32_t mode;
+    bool equal;
+};
+class IsEqualWithMode : public testing::TestWithParam<EqualCase> {};
+TEST_P(IsEqualWithMode, Compares) {
+    const EqualCase& c = GetParam();
+    EXPECT_EQ(CUStringWin(c.a).IsEqualWithMode(CUStringWin(c.b), c.mode), c.equal);
+}
+INSTANTIATE_TEST_SUITE_P(
+    Modes, IsEqualWithMode,
+    testing::Values(EqualCase{u"abc", u"abc", 0, true}, EqualCase{u"abc", u"ABC", 0, false},
+                    EqualCase{u"abc", u"ABC", 1, true}, EqualCase{u"abc", u"ABCD", 1, false},
+                    EqualCase{u"\x00E9\x00C0", u"\x00C9\x00E0", 1, true},  // Latin-1 letters
+                    EqualCase{u"\x00D7", u"\x00F7", 1, false},  // the signs are not a pair
+                    EqualCase{u"[", u"{", 1, false}, EqualCase{u"abc", u"abc", 2, false},
+                    EqualCase{u"", u"", 0, true}));
+
+TEST(IsEqualWithMode, NoTextIsNeverEqual) {
+    const CUStringWin none = CUStringWin::NoText();
+    EXPECT_FALSE(none.IsEqualToString(none));
+    EXPECT_FALSE(CUStringWin(u"").IsEqualWithMode(none, 1));
+    EXPECT_TRUE(CUStringWin(u"a").IsEqualToString(CUStringWin("a")));
+}
+
+TEST(IsLess, ComparesCodeUnits) {
+    EXPECT_TRUE(CUStringWin(u"B").IsLess(CUStringWin(u"a")));
+    EXPECT_FALSE(CUStringWin(u"a").IsLess(CUStringWin(u"B")));
+    EXPECT_TRUE(CUStringWin(u"ab").IsLess(CUStringWin(u"abc")));
+    EXPECT_FALSE(CUStringWin(u"ab").IsLess(CUStringWin(u"ab")));
+    EXPECT_TRUE(CUStringWin(u"\x7FFF").IsLess(CUStringWin(u"\xD800")));
+    EXPECT_FALSE(CUStringWin::NoText().IsLess(CUStringWin(u"a")));
+    EXPECT_FALSE(CUStringWin(u"a").IsLess(CUStringWin::NoText()));
+}
+
+TEST(CharacterCount, CountsSurrogatePairsOnce) {
+    EXPECT_EQ(CUStringWin(u"\xD83D\xDE00").CharacterCount(), 1u);
+    EXPECT_EQ(CUStringWin(u"\xD83D\xDE00").Length(), 2u);
+    EXPECT_EQ(CUStringWin(u"a\xD83D").CharacterCount(), 2u);       // lone high surrogate
+    EXPECT_EQ(CUStringWin(u"\xDE00\xD83D").CharacterCount(), 2u);  // reversed pair
+    EXPECT_EQ(CUStringWin::NoText().CharacterCount(), 0u);
+}
+
+TEST(RangeOfString, FindsTheFirstOccurrence) {
+    const CUStringWin text(u"abcABCabc");
+    const CURange hit = text.RangeOfString(CUStringWin(u"BC"), 1);
+    EXPECT_EQ(hit.location, 1);
+    EXPECT_EQ(hit.length, 2);
+    EXPECT_EQ(text.RangeOfString(CUStringWin(u"BC"), 0).location, 4);
+    EXPECT_EQ(text.RangeOfString(CUStringWin(u""), 0).location, 0);
+    for (const CURange miss :
+         {text.RangeOfString(CUStringWin(u"x"), 0), text.RangeOfString(CUStringWin(u"bc"), 2),
+          text.RangeOfString(CUStringWin::NoText(), 0),
+          CUStringWin::NoText().RangeOfString(CUStringWin(u"a"), 0)}) {
+        EXPECT_EQ(miss.location, CUNotFound);
+        EXPECT_EQ(miss.length, 0);
+    }
+}
+
+TEST(Substring, EdgesOfTheRange) {
+    const CUStringWin text(u"ab");
+    EXPECT_EQ(TextOf(text.SubstringWithRange(2, 1)), std::nullopt);
+    EXPECT_EQ(TextOf(text.SubstringWithRange(1, 1)), u"b");
+    EXPECT_EQ(TextOf(text.SubstringWithRange(0, 2)), u"ab");
+    EXPECT_EQ(TextOf(text.SubstringFromIndex(2)), u"");
+    EXPECT_EQ(TextOf(text.SubstringFromIndex(0)), u"ab");
+    EXPECT_EQ(TextOf(text.SubstringFromIndex(3)), std::nullopt);
+    EXPECT_EQ(TextOf(text.SubstringFromIndex(-1)), std::nullopt);
+    EXPECT_EQ(TextOf(text.SubstringFromIndex(INT64_MIN)), std::nullopt);
+    EXPECT_EQ(TextOf(text.SubstringWithRange(-1, 1)), std::nullopt);
+    EXPECT_EQ(TextOf(text.SubstringWithRange(0, -1)), std::nullopt);
+    EXPECT_EQ(TextOf(CUStringWin::NoText().SubstringWithRange(0, 0)), std::nullopt);
+}
+
+TEST(Substring, ThrowsWhenTheEndOverflows31Bits) {
+    const CUStringWin text(u"ab");
+    for (const auto& [location, length] : {std::pair<int64_t, int64_t>{0x7FFFFFFF, 1},
+                                           {1, 0x7FFFFFFF},
+                                           {INT64_MAX, INT64_MAX},
+                                           {0x80000000, 0}}) {
+        try {
+            (void)text.SubstringWithRange(location, length);
+            ADD_FAILURE() << location << " + " << length;
+        } catch (const CUPlatformError& error) {
+            EXPECT_EQ(error.code, CU_E_ARITHMETIC);
+        }
+    }
+    EXPECT_EQ(TextOf(text.SubstringWithRange(0x7FFFFFFE, 1)), std::nullopt);
+}
+
+TEST(StringByTrimming, DropsWideWhiteSpaceAtBothEnds) {
+    EXPECT_EQ(TextOf(CUStringWin(u"\t\r\n \x00A0"
+                                 u"a b\x3000\x2028 ")
+                         .StringByTrimming()),
+              u"a b");
+    EXPECT_EQ(TextOf(CUStringWin(u" \x000B\x000C ").StringByTrimming()), u"");
+    EXPECT_EQ(TextOf(CUStringWin(u"\x200B"
+                                 u"a")
+                         .StringByTrimming()),
+              u"\x200B"
+              u"a");
+    EXPECT_EQ(TextOf(CUStringWin::NoText().StringByTrimming()), std::nullopt);
+}
+
+TEST(StringByAppendingString, Concatenates) {
+    EXPECT_EQ(TextOf(CUStringWin(u"ab").StringByAppendingString(CUStringWin(u"cd"))), u"abcd");
+    EXPECT_EQ(TextOf(CUStringWin(u"ab").StringByAppendingString(CUStringWin::NoText())), u"ab");
+    EXPECT_EQ(TextOf(CUStringWin::NoText().StringByAppendingString(CUStringWin(u"cd"))), u"");
+}
+
+// Path operations of the class: the rules themselves are covered with the path functions.
+TEST(PathOperations, SplitWindowsAndPosixPaths) {
+    struct Expected {
+        std::u16string path, parent, file, name, extension, folder;
+    };
+    for (const Expected& e :
+         {Expected{u"C:\\clips\\A001C002.MXF", u"C:\\clips", u"A001C002.MXF", u"A001C002", u".MXF",
+                   u"A001C002.MXF"},
+          Expected{u"/media/card/CLIP/", u"/media/card/CLIP", u"", u"", u"", u"CLIP"},
+          Expected{u"C:\\", u"C:\\", u"", u"", u"", u"C:"}}) {
+        const CUStringWin path(e.path);
+        CUStringWin out;
+        EXPECT_EQ(path.StringByDeletingLastPathComponent(out), CUStatusOK);
+        EXPECT_EQ(TextOf(out), e.parent);
+        EXPECT_EQ(path.LastPathComponent(out), CUStatusOK);
+        EXPECT_EQ(TextOf(out), e.file);
+        EXPECT_EQ(path.LastPathComponentWithoutExtension(out), CUStatusOK);
+        EXPECT_EQ(TextOf(out), e.name);
+        EXPECT_EQ(path.PathExtension(out), CUStatusOK);
+        EXPECT_EQ(TextOf(out), e.extension);
+        EXPECT_EQ(path.LastFolderComponent(out), CUStatusOK);
+        EXPECT_EQ(TextOf(out), e.folder);
+    }
+    CUStringWin out;
+    EXPECT_EQ(CUStringWin(u"C:\\clips").StringByAppendingPathComponent(CUStringWin(u"a.MXF"), out),
+              CUStatusOK);
+    EXPECT_EQ(TextOf(out), u"C:\\clips\\a.MXF");
+    EXPECT_EQ(CUStringWin(u"/clips").StringByAppendingPathComponent(CUStringWin(u"a.MXF"), out),
+              CUStatusOK);
+    EXPECT_EQ(TextOf(out), u"/clips/a.MXF");
+}
+
+TEST(PathOperations, FailWithoutTouchingOut) {
+    const CUStringWin longest(std::u16string(259, u'a'));
+    const CUStringWin tooLong(std::u16string(260, u'a'));
+    CUStringWin out(u"untouched");
+    EXPECT_EQ(longest.StringByAppendingPathComponent(CUStringWin(u""), out), CUStatusOK);
+    EXPECT_EQ(out.Length(), 259u);
+
+    for (const CUStringWin& path : {tooLong, CUStringWin::NoText()}) {
+        out = CUStringWin(u"untouched");
+        EXPECT_EQ(path.StringByAppendingPathComponent(CUStringWin(u"b"), out), CUStatusFailed);
+        EXPECT_EQ(path.StringByDeletingLastPathComponent(out), CUStatusFailed);
+        EXPECT_EQ(path.LastPathComponent(out), CUStatusFailed);
+        EXPECT_EQ(path.LastPathComponentWithoutExtension(out), CUStatusFailed);
+        EXPECT_EQ(path.PathExtension(out), CUStatusFailed);
+        EXPECT_EQ(path.LastFolderComponent(out), CUStatusFailed);
+        EXPECT_EQ(TextOf(out), u"untouched");
+    }
+    EXPECT_EQ(longest.StringByAppendingPathComponent(CUStringWin(u"b"), out), CUStatusFailed);
+    EXPECT_EQ(CUStringWin(u"C:\\a").StringByAppendingPathComponent(tooLong, out), CUStatusFailed);
+    EXPECT_EQ(CUStringWin(u"C:\\a").StringByAppendingPathComponent(CUStringWin::NoText(), out),
+              CUStatusFailed);
+    EXPECT_EQ(CUStringWin(u"\\").LastFolderComponent(out), CUStatusFailed);
+    EXPECT_EQ(TextOf(out), u"untouched");
+}
+
+TEST(Components, PathComponentsSplitAtEitherSeparator) {
+    CUSharedPtr<CUArray> array;
+    ASSERT_EQ(CUStringWin(u"C:\\a\\b\\").PathComponents(&array), CUStatusOK);
+    EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"C:", u"a", u"b"}));
+    ASSERT_EQ(CUStringWin(u"/a//b").PathComponents(&array), CUStatusOK);
+    EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"", u"a", u"", u"b"}));
+    // Not bound to the path buffer.
+    ASSERT_EQ(CUStringWin(std::u16string(300, u'x')).PathComponents(&array), CUStatusOK);
+    EXPECT_EQ(array->Count(), 1u);
+}
+
+TEST(Components, UnderscoreKeepsATrailingEmptyElement) {
+    CUSharedPtr<CUArray> array;
+    ASSERT_EQ(CUStringWin(u"a_b_").ComponentsSeparatedByUnderscore(&array), CUStatusOK);
+    EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"a", u"b", u""}));
+    ASSERT_EQ(CUStringWin(u"A001C002_150101AB").ComponentsSeparatedByUnderscore(&array),
+              CUStatusOK);
+    EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"A001C002", u"150101AB"}));
+}
+
+TEST(Components, FailWithoutTouchingOut) {
+    CUSharedPtr<CUArray> array;
+    EXPECT_EQ(CUStringWin::NoText().PathComponents(&array), CUStatusFailed);
+    EXPECT_EQ(CUStringWin::NoText().ComponentsSeparatedByUnderscore(&array), CUStatusFailed);
+    EXPECT_FALSE(array);
+    EXPECT_EQ(CUStringWin(u"a").PathComponents(nullptr), CUStatusFailed);
+    EXPECT_EQ(CUStringWin(u"a").ComponentsSeparatedByUnderscore(nullptr), CUStatusFailed);
+}
+
+}  // namespace
