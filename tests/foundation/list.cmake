@@ -2,4 +2,7 @@
 set(QV_THREADED_TESTS
   CUSharedPtrTest
   CUAutoLockTest
+  CULogTest
+  CUThreadTest
+  CUEventTest
 )

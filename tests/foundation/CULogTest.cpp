@@ -1,0 +1,172 @@
+#include <gtest/gtest.h>
+
+#include <barrier>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "foundation/CULog.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class CULogTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        dir = fs::temp_directory_path() /
+              ("qv-log-" + std::to_string(::getpid()) + "-" +
+               ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(dir);
+        fs::create_directories(dir);
+    }
+    void TearDown() override {
+        CULog::Install(nullptr);
+        fs::remove_all(dir);
+    }
+
+    CUSharedPtr<CULog> Make(uint32_t threshold, uint32_t start = 0) {
+        return CUCreate<CULog>(CUCreate<CUStringWin>(dir.string().c_str()),
+                               CUCreate<CUStringWin>("qv"), threshold, start);
+    }
+    fs::path File(int index) const { return dir / ("qv" + std::to_string(index) + ".log"); }
+    std::string Read(int index) const {
+        std::ifstream in(File(index), std::ios::binary);
+        std::stringstream s;
+        s << in.rdbuf();
+        return s.str();
+    }
+    static void Fill(const fs::path& path, uintmax_t bytes, char c = 'x') {
+        std::ofstream(path, std::ios::binary) << std::string(bytes, c);
+    }
+
+    fs::path dir;
+};
+
+TEST_F(CULogTest, OffUntilInstalledAndTouchesNothing) {
+    Log(CULogLevelError, "nothing %d", 1);
+    EXPECT_TRUE(fs::is_empty(dir));
+    CULog::Install(Make(4));
+    Log(CULogLevelError, "written %d", 1);
+    EXPECT_FALSE(fs::is_empty(dir));
+    CULog::Install(nullptr);
+    fs::remove(File(0));
+    Log(CULogLevelError, "nothing %d", 2);
+    EXPECT_TRUE(fs::is_empty(dir));
+}
+
+TEST_F(CULogTest, LineFormat) {
+    CULog::Install(Make(3));
+    Log(CULogLevelWarning, "clip %hs has %d frames, 100%% read %s", "A001", 25, u"\u00e9");
+    const std::regex line(
+        R"(\[\d{4}/\d{2}/\d{2} \d{2}:\d{2}:\d{2}\]\t\[WARNING\]\tclip A001 has 25 frames, 100% read \xC3\xA9\r\n)");
+    EXPECT_TRUE(std::regex_match(Read(0), line)) << Read(0);
+}
+
+TEST_F(CULogTest, PercentInArgumentIsHarmless) {
+    CULog::Install(Make(3));
+    Log(CULogLevelInfo, "%hs", "%s%n%d");
+    EXPECT_NE(Read(0).find("\t%s%n%d\r\n"), std::string::npos);
+}
+
+struct ThresholdCase {
+    uint32_t threshold;
+    uint32_t level;
+    const char* text;  // null: dropped
+};
+
+class CULogThreshold : public CULogTest, public ::testing::WithParamInterface<ThresholdCase> {};
+
+TEST_P(CULogThreshold, WritesLevelsUpToThreshold) {
+    const ThresholdCase c = GetParam();
+    CULog::Install(Make(c.threshold));
+    Log(c.level, "m");
+    if (c.text)
+        EXPECT_NE(Read(0).find(std::string("[") + c.text + "]"), std::string::npos);
+    else
+        EXPECT_FALSE(fs::exists(File(0)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Levels, CULogThreshold,
+                         ::testing::Values(ThresholdCase{2, 1, "ERROR"},
+                                           ThresholdCase{2, 2, "WARNING"},
+                                           ThresholdCase{2, 3, nullptr},
+                                           ThresholdCase{4, 3, "INFO"},
+                                           ThresholdCase{4, 4, "DEBUG"},
+                                           ThresholdCase{6, 7, nullptr},
+                                           ThresholdCase{7, 7, "DEBUG"},
+                                           ThresholdCase{0, 1, nullptr}));
+
+TEST_F(CULogTest, RotatesAtExactlyTheLimit) {
+    CULog::Install(Make(3));
+    Log(CULogLevelInfo, "probe");
+    const uintmax_t lineBytes = fs::file_size(File(0));
+
+    // A line that brings the file to exactly 1,000,000 bytes stays in it.
+    Fill(File(0), CULogMaxFileBytes - lineBytes);
+    Log(CULogLevelInfo, "probe");
+    EXPECT_EQ(fs::file_size(File(0)), CULogMaxFileBytes);
+    EXPECT_FALSE(fs::exists(File(1)));
+
+    // One byte more moves it to the next file.
+    Fill(File(0), CULogMaxFileBytes - lineBytes + 1);
+    Log(CULogLevelInfo, "probe");
+    EXPECT_EQ(fs::file_size(File(0)), CULogMaxFileBytes - lineBytes + 1);
+    EXPECT_EQ(fs::file_size(File(1)), lineBytes);
+    EXPECT_EQ(CULog::Installed()->CurrentIndex(), 1u);
+}
+
+TEST_F(CULogTest, WrapsFromNineToZeroDeletingOldContent) {
+    CUSharedPtr<CULog> log = Make(3, 9);
+    CULog::Install(log);
+    Fill(File(9), CULogMaxFileBytes);
+    Fill(File(0), 5000, 'o');
+    Log(CULogLevelInfo, "after wrap");
+    EXPECT_EQ(log->CurrentIndex(), 0u);
+    const std::string first = Read(0);
+    EXPECT_EQ(first.find('o'), std::string::npos);
+    EXPECT_NE(first.find("after wrap"), std::string::npos);
+    EXPECT_EQ(fs::file_size(File(9)), CULogMaxFileBytes);
+}
+
+TEST_F(CULogTest, UnsetFolderOrStemWritesNothing) {
+    CULog::Install(CUCreate<CULog>(nullptr, CUCreate<CUStringWin>("qv"), 4));
+    Log(CULogLevelError, "x");
+    CULog::Install(CUCreate<CULog>(CUCreate<CUStringWin>(dir.string().c_str()), nullptr, 4));
+    Log(CULogLevelError, "x");
+    EXPECT_TRUE(fs::is_empty(dir));
+}
+
+TEST_F(CULogTest, UnwritableFolderFailsSilently) {
+    CULog::Install(CUCreate<CULog>(CUCreate<CUStringWin>((dir / "missing").string().c_str()),
+                                   CUCreate<CUStringWin>("qv"), 4));
+    EXPECT_NO_THROW(Log(CULogLevelError, "x"));
+}
+
+// Lines from several threads never mix: each line in the files is whole.
+TEST_F(CULogTest, LinesFromThreadsNeverMix) {
+    CULog::Install(Make(3));
+    constexpr int kThreads = 4, kLines = 200;
+    std::barrier start(kThreads);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([&, t] {
+            start.arrive_and_wait();
+            for (int i = 0; i < kLines; ++i)
+                Log(CULogLevelInfo, "thread %d line %d %hs", t, i, std::string(100, 'a' + t).c_str());
+        });
+    for (auto& thread : threads) thread.join();
+
+    std::istringstream lines(Read(0));
+    const std::regex whole(R"(\[[^\]]+\]\t\[INFO\]\tthread (\d) line \d+ ([a-d])\2{99}\r)");
+    int count = 0;
+    for (std::string line; std::getline(lines, line); ++count)
+        ASSERT_TRUE(std::regex_match(line, whole)) << line;
+    EXPECT_EQ(count, kThreads * kLines);
+}
+
+}  // namespace
