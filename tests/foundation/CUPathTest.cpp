@@ -21,12 +21,12 @@ void PrintTo(const Case& c, std::ostream* os) {
     *os << '"' << Narrow(c.input) << '"';
 }
 
-class RemoveFileSpec : public testing::TestWithParam<Case> {};
-TEST_P(RemoveFileSpec, KeepsTheParent) {
+class CUPathRemoveFileSpec : public testing::TestWithParam<Case> {};
+TEST_P(CUPathRemoveFileSpec, KeepsTheParent) {
     EXPECT_EQ(Narrow(cu_path::RemoveFileSpec(GetParam().input)), Narrow(GetParam().expected));
 }
 INSTANTIATE_TEST_SUITE_P(
-    Paths, RemoveFileSpec,
+    Paths, CUPathRemoveFileSpec,
     testing::Values(Case{u"C:\\a\\b.txt", u"C:\\a"}, Case{u"C:\\a\\b\\", u"C:\\a\\b"},
                     Case{u"C:\\a", u"C:\\"}, Case{u"C:\\", u"C:\\"}, Case{u"C:", u"C:"},
                     Case{u"C:a", u"C:"}, Case{u"a", u""}, Case{u"a\\b", u"a"}, Case{u"\\a", u"\\"},
@@ -44,14 +44,14 @@ void PrintTo(const AppendCase& c, std::ostream* os) {
     *os << '"' << Narrow(c.path) << "\" + \"" << Narrow(c.more) << '"';
 }
 
-class Append : public testing::TestWithParam<AppendCase> {};
-TEST_P(Append, JoinsAndCanonicalizes) {
+class CUPathAppend : public testing::TestWithParam<AppendCase> {};
+TEST_P(CUPathAppend, JoinsAndCanonicalizes) {
     const std::optional<std::u16string> joined = cu_path::Append(GetParam().path, GetParam().more);
     ASSERT_TRUE(joined);
     EXPECT_EQ(Narrow(*joined), Narrow(GetParam().expected));
 }
 INSTANTIATE_TEST_SUITE_P(
-    WindowsPaths, Append,
+    WindowsPaths, CUPathAppend,
     testing::Values(
         AppendCase{u"C:\\a", u"b", u"C:\\a\\b"}, AppendCase{u"C:\\a\\", u"b", u"C:\\a\\b"},
         AppendCase{u"C:\\a", u"\\\\b", u"\\\\b"},  // a network path stands alone
@@ -64,14 +64,14 @@ INSTANTIATE_TEST_SUITE_P(
         AppendCase{u"C:\\a\\b", u"..", u"C:\\a"}, AppendCase{u"\\\\srv\\share", u"..", u"\\\\srv"},
         AppendCase{u"C:\\a", u"b..c\\...", u"C:\\a\\b..c\\..."}));
 INSTANTIATE_TEST_SUITE_P(
-    PosixPaths, Append,
+    PosixPaths, CUPathAppend,
     testing::Values(AppendCase{u"/usr", u"lib", u"/usr/lib"},
                     AppendCase{u"/usr/", u"/lib", u"/usr/lib"}, AppendCase{u"/", u"a", u"/a"},
                     AppendCase{u"a", u"b", u"a/b"}, AppendCase{u"", u"a", u"a"},
                     AppendCase{u"a/b", u"..", u"a"}, AppendCase{u"/a/b", u"../../../c", u"/c"},
                     AppendCase{u"C:\\x/y", u"z", u"C:\\x/y/z"}));  // the last separator wins
 
-TEST(Append, FailsWhenTheJoinedPathOutgrowsTheBuffer) {
+TEST(CUPathAppend, FailsWhenTheJoinedPathOutgrowsTheBuffer) {
     const std::u16string folder(250, u'a');
     EXPECT_TRUE(cu_path::Append(folder, std::u16string(8, u'b')));  // 259 units
     EXPECT_FALSE(cu_path::Append(folder, std::u16string(9, u'b')));
@@ -91,8 +91,8 @@ void PrintTo(const SplitCase& c, std::ostream* os) {
     *os << '"' << Narrow(c.path) << '"';
 }
 
-class Split : public testing::TestWithParam<SplitCase> {};
-TEST_P(Split, TakesThePathApart) {
+class CUPathSplit : public testing::TestWithParam<SplitCase> {};
+TEST_P(CUPathSplit, TakesThePathApart) {
     const cu_path::Parts parts = cu_path::Split(GetParam().path);
     EXPECT_EQ(Narrow(parts.drive), Narrow(GetParam().drive));
     EXPECT_EQ(Narrow(parts.folder), Narrow(GetParam().folder));
@@ -100,7 +100,7 @@ TEST_P(Split, TakesThePathApart) {
     EXPECT_EQ(Narrow(parts.extension), Narrow(GetParam().extension));
 }
 INSTANTIATE_TEST_SUITE_P(
-    Paths, Split,
+    Paths, CUPathSplit,
     testing::Values(SplitCase{u"C:\\a\\b.txt", u"C:", u"\\a\\", u"b", u".txt"},
                     SplitCase{u"C:\\a\\b.tar.gz", u"C:", u"\\a\\", u"b.tar", u".gz"},
                     SplitCase{u"C:\\a.d\\b", u"C:", u"\\a.d\\", u"b", u""},
@@ -112,13 +112,13 @@ INSTANTIATE_TEST_SUITE_P(
                     SplitCase{u"a\\b/c", u"", u"a\\b/", u"c", u""},
                     SplitCase{u"", u"", u"", u"", u""}));
 
-class LastFolder : public testing::TestWithParam<Case> {};
-TEST_P(LastFolder, GivesTheLastComponent) {
+class CUPathLastFolder : public testing::TestWithParam<Case> {};
+TEST_P(CUPathLastFolder, GivesTheLastComponent) {
     const std::optional<std::u16string_view> folder = cu_path::LastFolder(GetParam().input);
     ASSERT_TRUE(folder);
     EXPECT_EQ(Narrow(*folder), Narrow(GetParam().expected));
 }
-INSTANTIATE_TEST_SUITE_P(Paths, LastFolder,
+INSTANTIATE_TEST_SUITE_P(Paths, CUPathLastFolder,
                          testing::Values(Case{u"C:\\a\\b\\", u"b"}, Case{u"C:\\a\\b", u"b"},
                                          Case{u"C:\\a", u"a"}, Case{u"C:\\", u"C:"},
                                          Case{u"C:", u"C:"}, Case{u"c:/", u"c:"}, Case{u"a", u"a"},
@@ -126,7 +126,7 @@ INSTANTIATE_TEST_SUITE_P(Paths, LastFolder,
                                          Case{u"/usr", u"usr"},
                                          Case{u"\\\\srv\\share\\", u"share"}));
 
-TEST(LastFolder, FailsOnRootsWithoutADrive) {
+TEST(CUPathLastFolder, FailsOnRootsWithoutADrive) {
     for (const std::u16string_view path : {u"", u"\\", u"/", u"1:\\"}) {
         EXPECT_FALSE(cu_path::LastFolder(path)) << Narrow(path);
     }
@@ -140,15 +140,15 @@ void PrintTo(const ComponentsCase& c, std::ostream* os) {
     *os << '"' << Narrow(c.path) << '"';
 }
 
-class Components : public testing::TestWithParam<ComponentsCase> {};
-TEST_P(Components, SplitAtEitherSeparator) {
+class CUPathComponents : public testing::TestWithParam<ComponentsCase> {};
+TEST_P(CUPathComponents, SplitAtEitherSeparator) {
     std::vector<std::u16string> components;
     for (const std::u16string_view piece : cu_path::Components(GetParam().path)) {
         components.emplace_back(piece);
     }
     EXPECT_EQ(components, GetParam().expected);
 }
-INSTANTIATE_TEST_SUITE_P(Paths, Components,
+INSTANTIATE_TEST_SUITE_P(Paths, CUPathComponents,
                          testing::Values(ComponentsCase{u"C:\\a\\b\\", {u"C:", u"a", u"b"}},
                                          ComponentsCase{u"C:\\a\\\\b", {u"C:", u"a", u"", u"b"}},
                                          ComponentsCase{u"/usr/lib", {u"", u"usr", u"lib"}},
@@ -157,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(Paths, Components,
                                          ComponentsCase{u"a\\\\", {u"a", u""}},
                                          ComponentsCase{u"", {u""}}));
 
-TEST(Separators, FollowThePath) {
+TEST(CUPathSeparators, FollowThePath) {
     EXPECT_EQ(cu_path::SeparatorOf(u"C:\\a/b"), u'/');
     EXPECT_EQ(cu_path::SeparatorOf(u"a/b\\c"), u'\\');
     EXPECT_EQ(cu_path::SeparatorOf(u"C:"), u'\\');
@@ -165,7 +165,7 @@ TEST(Separators, FollowThePath) {
     EXPECT_EQ(cu_path::SeparatorOf(u""), u'/');
 }
 
-TEST(Roots, AreRecognised) {
+TEST(CUPathRoots, AreRecognised) {
     for (const std::u16string_view root :
          {u"\\", u"/", u"C:\\", u"c:/", u"\\\\srv", u"\\\\srv\\x"}) {
         EXPECT_TRUE(cu_path::IsRoot(root)) << Narrow(root);

@@ -41,8 +41,8 @@ void PrintTo(const DecodeCase& c, std::ostream* os) {
     *os << c.name;
 }
 
-class FromBytes : public testing::TestWithParam<DecodeCase> {};
-TEST_P(FromBytes, Decodes) {
+class CUStringWinFromBytes : public testing::TestWithParam<DecodeCase> {};
+TEST_P(CUStringWinFromBytes, Decodes) {
     const DecodeCase& c = GetParam();
     const uint8_t none = 0xEE;  // an empty vector may have no data pointer at all
     const CUStringWin string(c.bytes.empty() ? &none : c.bytes.data(), c.bytes.size(), c.encoding);
@@ -52,7 +52,7 @@ TEST_P(FromBytes, Decodes) {
     }
 }
 INSTANTIATE_TEST_SUITE_P(
-    Encodings, FromBytes,
+    Encodings, CUStringWinFromBytes,
     testing::Values(
         DecodeCase{"Utf16LittleEndianMark", {0xFF, 0xFE, 0x41, 0x00}, 1, u"A"},
         DecodeCase{"Utf16BigEndianMark", {0xFE, 0xFF, 0x00, 0x41}, 1, u"A"},
@@ -83,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(
         DecodeCase{"UnknownEncodingIsUtf8", {0xC3, 0xA9}, 7, u"\x00E9"}),
     [](const testing::TestParamInfo<DecodeCase>& info) { return info.param.name; });
 
-TEST(FromBytes, NullBytesGiveNoText) {
+TEST(CUStringWinFromBytes, NullBytesGiveNoText) {
     for (const uint32_t encoding : {0u, 1u, 2u}) {
         const CUStringWin string(nullptr, 4, encoding);
         EXPECT_FALSE(string.HasText());
@@ -92,7 +92,7 @@ TEST(FromBytes, NullBytesGiveNoText) {
     }
 }
 
-TEST(Construction, CopiesKeepTheState) {
+TEST(CUStringWinConstruction, CopiesKeepTheState) {
     const CUStringWin none = CUStringWin::NoText();
     EXPECT_FALSE(CUStringWin(none).HasText());
     EXPECT_EQ(TextOf(CUStringWin(static_cast<const char16_t*>(nullptr))), u"");
@@ -103,7 +103,7 @@ TEST(Construction, CopiesKeepTheState) {
     EXPECT_EQ(TextOf(CUStringWin(u"abc").Description()), u"abc");
 }
 
-TEST(GetMultiByteString, Utf16IsBigEndianAndKeepsATerminator) {
+TEST(CUStringWinGetMultiByteString, Utf16IsBigEndianAndKeepsATerminator) {
     const CUStringWin string(u"AB");
     uint32_t size = 0;
     EXPECT_EQ(string.GetMultiByteString(nullptr, 1, &size), CUStatusOK);
@@ -125,7 +125,7 @@ TEST(GetMultiByteString, Utf16IsBigEndianAndKeepsATerminator) {
     EXPECT_EQ(buffer, (Bytes{0x00, 0xEE}));
 }
 
-TEST(GetMultiByteString, NarrowEncodingsNeedRoomForTheTerminator) {
+TEST(CUStringWinGetMultiByteString, NarrowEncodingsNeedRoomForTheTerminator) {
     const CUStringWin string(u"\x00E9\x20AC\x0100\xD83D\xDE00");
     uint32_t size = 0;
     ASSERT_EQ(string.GetMultiByteString(nullptr, 0, &size), CUStatusOK);
@@ -146,7 +146,7 @@ TEST(GetMultiByteString, NarrowEncodingsNeedRoomForTheTerminator) {
     EXPECT_EQ(string.GetMultiByteString(buffer.data(), 2, &size), CUStatusFailed);
 }
 
-TEST(GetMultiByteString, RefusesNoTextAndEmptyBuffers) {
+TEST(CUStringWinGetMultiByteString, RefusesNoTextAndEmptyBuffers) {
     uint32_t size = 8;
     uint8_t buffer[8] = {};
     EXPECT_EQ(CUStringWin::NoText().GetMultiByteString(nullptr, 0, &size), CUStatusFailed);
@@ -157,7 +157,7 @@ TEST(GetMultiByteString, RefusesNoTextAndEmptyBuffers) {
     EXPECT_EQ(CUStringWin(u"a").GetMultiByteString(buffer, 0, nullptr), CUStatusFailed);
 }
 
-TEST(GetMultiByteString, NarrowTextEndsAtAZeroUnit) {
+TEST(CUStringWinGetMultiByteString, NarrowTextEndsAtAZeroUnit) {
     const CUStringWin string(std::u16string_view(u"A\0B", 3));
     uint32_t size = 0;
     ASSERT_EQ(string.GetMultiByteString(nullptr, 0, &size), CUStatusOK);
@@ -166,7 +166,7 @@ TEST(GetMultiByteString, NarrowTextEndsAtAZeroUnit) {
     EXPECT_EQ(size, 8u);  // UTF-16 keeps every unit
 }
 
-TEST(GetWideString, CopiesWhenTheNeedFits) {
+TEST(CUStringWinGetWideString, CopiesWhenTheNeedFits) {
     const CUStringWin string(u"ab");
     uint32_t size = 0;
     ASSERT_EQ(string.GetWideString(nullptr, &size), CUStatusOK);
@@ -190,13 +190,13 @@ struct EqualCase {
     uint32_t mode;
     bool equal;
 };
-class IsEqualWithMode : public testing::TestWithParam<EqualCase> {};
-TEST_P(IsEqualWithMode, Compares) {
+class CUStringWinIsEqualWithMode : public testing::TestWithParam<EqualCase> {};
+TEST_P(CUStringWinIsEqualWithMode, Compares) {
     const EqualCase& c = GetParam();
     EXPECT_EQ(CUStringWin(c.a).IsEqualWithMode(CUStringWin(c.b), c.mode), c.equal);
 }
 INSTANTIATE_TEST_SUITE_P(
-    Modes, IsEqualWithMode,
+    Modes, CUStringWinIsEqualWithMode,
     testing::Values(EqualCase{u"abc", u"abc", 0, true}, EqualCase{u"abc", u"ABC", 0, false},
                     EqualCase{u"abc", u"ABC", 1, true}, EqualCase{u"abc", u"ABCD", 1, false},
                     EqualCase{u"\x00E9\x00C0", u"\x00C9\x00E0", 1, true},  // Latin-1 letters
@@ -204,14 +204,14 @@ INSTANTIATE_TEST_SUITE_P(
                     EqualCase{u"[", u"{", 1, false}, EqualCase{u"abc", u"abc", 2, false},
                     EqualCase{u"", u"", 0, true}));
 
-TEST(IsEqualWithMode, NoTextIsNeverEqual) {
+TEST(CUStringWinIsEqualWithMode, NoTextIsNeverEqual) {
     const CUStringWin none = CUStringWin::NoText();
     EXPECT_FALSE(none.IsEqualToString(none));
     EXPECT_FALSE(CUStringWin(u"").IsEqualWithMode(none, 1));
     EXPECT_TRUE(CUStringWin(u"a").IsEqualToString(CUStringWin("a")));
 }
 
-TEST(IsLess, ComparesCodeUnits) {
+TEST(CUStringWinIsLess, ComparesCodeUnits) {
     EXPECT_TRUE(CUStringWin(u"B").IsLess(CUStringWin(u"a")));
     EXPECT_FALSE(CUStringWin(u"a").IsLess(CUStringWin(u"B")));
     EXPECT_TRUE(CUStringWin(u"ab").IsLess(CUStringWin(u"abc")));
@@ -221,7 +221,7 @@ TEST(IsLess, ComparesCodeUnits) {
     EXPECT_FALSE(CUStringWin(u"a").IsLess(CUStringWin::NoText()));
 }
 
-TEST(CharacterCount, CountsSurrogatePairsOnce) {
+TEST(CUStringWinCharacterCount, CountsSurrogatePairsOnce) {
     EXPECT_EQ(CUStringWin(u"\xD83D\xDE00").CharacterCount(), 1u);
     EXPECT_EQ(CUStringWin(u"\xD83D\xDE00").Length(), 2u);
     EXPECT_EQ(CUStringWin(u"a\xD83D").CharacterCount(), 2u);       // lone high surrogate
@@ -229,7 +229,7 @@ TEST(CharacterCount, CountsSurrogatePairsOnce) {
     EXPECT_EQ(CUStringWin::NoText().CharacterCount(), 0u);
 }
 
-TEST(RangeOfString, FindsTheFirstOccurrence) {
+TEST(CUStringWinRangeOfString, FindsTheFirstOccurrence) {
     const CUStringWin text(u"abcABCabc");
     const CURange hit = text.RangeOfString(CUStringWin(u"BC"), 1);
     EXPECT_EQ(hit.location, 1);
@@ -245,7 +245,7 @@ TEST(RangeOfString, FindsTheFirstOccurrence) {
     }
 }
 
-TEST(Substring, EdgesOfTheRange) {
+TEST(CUStringWinSubstring, EdgesOfTheRange) {
     const CUStringWin text(u"ab");
     EXPECT_EQ(TextOf(text.SubstringWithRange(2, 1)), std::nullopt);
     EXPECT_EQ(TextOf(text.SubstringWithRange(1, 1)), u"b");
@@ -260,7 +260,7 @@ TEST(Substring, EdgesOfTheRange) {
     EXPECT_EQ(TextOf(CUStringWin::NoText().SubstringWithRange(0, 0)), std::nullopt);
 }
 
-TEST(Substring, ThrowsWhenTheEndOverflows31Bits) {
+TEST(CUStringWinSubstring, ThrowsWhenTheEndOverflows31Bits) {
     const CUStringWin text(u"ab");
     for (const auto& [location, length] : {std::pair<int64_t, int64_t>{0x7FFFFFFF, 1},
                                            {1, 0x7FFFFFFF},
@@ -276,7 +276,7 @@ TEST(Substring, ThrowsWhenTheEndOverflows31Bits) {
     EXPECT_EQ(TextOf(text.SubstringWithRange(0x7FFFFFFE, 1)), std::nullopt);
 }
 
-TEST(StringByTrimming, DropsWideWhiteSpaceAtBothEnds) {
+TEST(CUStringWinStringByTrimming, DropsWideWhiteSpaceAtBothEnds) {
     EXPECT_EQ(TextOf(CUStringWin(u"\t\r\n \x00A0"
                                  u"a b\x3000\x2028 ")
                          .StringByTrimming()),
@@ -290,14 +290,14 @@ TEST(StringByTrimming, DropsWideWhiteSpaceAtBothEnds) {
     EXPECT_EQ(TextOf(CUStringWin::NoText().StringByTrimming()), std::nullopt);
 }
 
-TEST(StringByAppendingString, Concatenates) {
+TEST(CUStringWinStringByAppendingString, Concatenates) {
     EXPECT_EQ(TextOf(CUStringWin(u"ab").StringByAppendingString(CUStringWin(u"cd"))), u"abcd");
     EXPECT_EQ(TextOf(CUStringWin(u"ab").StringByAppendingString(CUStringWin::NoText())), u"ab");
     EXPECT_EQ(TextOf(CUStringWin::NoText().StringByAppendingString(CUStringWin(u"cd"))), u"");
 }
 
 // Path operations of the class: the rules themselves are covered with the path functions.
-TEST(PathOperations, SplitWindowsAndPosixPaths) {
+TEST(CUStringWinPathOperations, SplitWindowsAndPosixPaths) {
     struct Expected {
         std::u16string path, parent, file, name, extension, folder;
     };
@@ -328,7 +328,7 @@ TEST(PathOperations, SplitWindowsAndPosixPaths) {
     EXPECT_EQ(TextOf(out), u"/clips/a.MXF");
 }
 
-TEST(PathOperations, FailWithoutTouchingOut) {
+TEST(CUStringWinPathOperations, FailWithoutTouchingOut) {
     const CUStringWin longest(std::u16string(259, u'a'));
     const CUStringWin tooLong(std::u16string(260, u'a'));
     CUStringWin out(u"untouched");
@@ -353,7 +353,7 @@ TEST(PathOperations, FailWithoutTouchingOut) {
     EXPECT_EQ(TextOf(out), u"untouched");
 }
 
-TEST(Components, PathComponentsSplitAtEitherSeparator) {
+TEST(CUStringWinComponents, PathComponentsSplitAtEitherSeparator) {
     CUSharedPtr<CUArray> array;
     ASSERT_EQ(CUStringWin(u"C:\\a\\b\\").PathComponents(&array), CUStatusOK);
     EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"C:", u"a", u"b"}));
@@ -364,7 +364,7 @@ TEST(Components, PathComponentsSplitAtEitherSeparator) {
     EXPECT_EQ(array->Count(), 1u);
 }
 
-TEST(Components, UnderscoreKeepsATrailingEmptyElement) {
+TEST(CUStringWinComponents, UnderscoreKeepsATrailingEmptyElement) {
     CUSharedPtr<CUArray> array;
     ASSERT_EQ(CUStringWin(u"a_b_").ComponentsSeparatedByUnderscore(&array), CUStatusOK);
     EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"a", u"b", u""}));
@@ -373,7 +373,7 @@ TEST(Components, UnderscoreKeepsATrailingEmptyElement) {
     EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"A001C002", u"150101AB"}));
 }
 
-TEST(Components, FailWithoutTouchingOut) {
+TEST(CUStringWinComponents, FailWithoutTouchingOut) {
     CUSharedPtr<CUArray> array;
     EXPECT_EQ(CUStringWin::NoText().PathComponents(&array), CUStatusFailed);
     EXPECT_EQ(CUStringWin::NoText().ComponentsSeparatedByUnderscore(&array), CUStatusFailed);
