@@ -2,8 +2,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include <filesystem>
 #include <stdexcept>
+
+#include "foundation/CULog.h"
 
 namespace qvclip {
 
@@ -16,7 +17,11 @@ void LogOption::Register(CLI::App& app) {
 
 void LogOption::Install() const {
     if (folder.empty()) return;
-    // Filled in when the log lands.
+    CUSharedPtr<CULog> log = CUCreate<CULog>(CUCreate<CUStringWin>(folder.c_str()),
+                                             CUCreate<CUStringWin>("qvclip"), level);
+    if (!log) throw std::runtime_error("cannot make the log for " + folder);
+    CULog::Install(log);
+    Log(CULogLevelInfo, "qvclip %hs started", QV_VERSION);
 }
 
 }  // namespace qvclip
