@@ -1,0 +1,213 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "foundation/CUErrorContents.h"
+#include "foundation/CUFileInfo.h"
+#include "foundation/CUFileStream.h"
+
+namespace {
+
+// A fresh directory for each test, removed with everything in it.
+struct TempDirectory {
+    std::string root = [] {
+        std::string pattern = (std::filesystem::temp_directory_path() / "qv-fi-XXXXXX").string();
+        return ::mkdtemp(pattern.data()) ? pattern : std::string();
+    }();
+    ~TempDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(root, ignored);
+    }
+    std::string Native(const std::string& name) const { return root + "/" + name; }
+    CUSharedPtr<CUStringWin> Path(const std::string& name) const {
+        return CUCreate<CUStringWin>(Native(name).c_str());
+    }
+};
+
+std::vector<uint8_t> Pattern(size_t length, uint8_t seed = 1) {
+    std::vector<uint8_t> bytes(length);
+    for (size_t i = 0; i < length; ++i) bytes[i] = static_cast<uint8_t>(i * 13 + seed);
+    return bytes;
+}
+
+void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes) {
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+}
+
+std::vector<uint8_t> ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+}
+
+template <class Operation>
+uint32_t ThrownCode(Operation operation) {
+    try {
+        operation();
+    } catch (uint32_t code) {
+        return code;
+    }
+    return 0;
+}
+
+// Counts reports and cancels at report number `cancelAt` (0: never).
+struct ProgressLog {
+    int reports = 0;
+    int cancelAt = 0;
+    uint64_t copied = 0;
+
+    static uint32_t Report(uint64_t copied, uint64_t, void* context) {
+        auto* log = static_cast<ProgressLog*>(context);
+        log->copied = copied;
+        return ++log->reports == log->cancelAt ? 0 : 1;
+    }
+};
+
+constexpr size_t kChunk = 1 << 20;
+
+TEST(CUFileInfo, SizeExistsAndDelete) {
+    TempDirectory dir;
+    WriteFile(dir.Native("f"), Pattern(321));
+    std::filesystem::create_directory(dir.Native("d"));
+    CUFileInfo file(dir.Path("f"));
+    CUFileInfo directory(dir.Path("d"));
+    CUFileInfo missing(dir.Path("none"));
+    EXPECT_EQ(ThrownCode([] { CUFileInfo info(nullptr); }), 2u);
+    EXPECT_EQ(ThrownCode([] { CUFileInfo info(CUCreate<CUStringWin>("")); }), 1u);
+
+    EXPECT_TRUE(file.Exists());
+    EXPECT_FALSE(directory.Exists());
+    EXPECT_EQ(ThrownCode([&] { missing.GetSize(); }), 9u);
+    EXPECT_EQ(ThrownCode([&] { directory.GetSize(); }), 9u);
+    EXPECT_EQ(ThrownCode([&] { missing.Delete(); }), 0u);
+    EXPECT_EQ(ThrownCode([&] { directory.Delete(); }), 7u);
+    {
+        // A writer's stream shares the file with readers only: the size may be asked, the file
+        // may not be deleted.
+        CUFileStream writer(dir.Path("f"), CUFileOpenExisting, CUFileAccessReadWrite, false);
+        EXPECT_EQ(file.GetSize(), 321u);
+        EXPECT_EQ(ThrownCode([&] { file.Delete(); }), 8u);
+    }
+    file.Delete();
+    EXPECT_FALSE(file.Exists());
+}
+
+TEST(CUFileInfo, RenameStaysInTheDirectoryAndNeverReplaces) {
+    TempDirectory dir;
+    WriteFile(dir.Native("a"), Pattern(5, 1));
+    WriteFile(dir.Native("taken"), Pattern(5, 2));
+    CUFileInfo file(dir.Path("a"));
+    EXPECT_EQ(ThrownCode([&] { file.Rename(nullptr); }), 2u);
+    EXPECT_EQ(ThrownCode([&] { file.Rename(CUCreate<CUStringWin>("")); }), 1u);
+    EXPECT_EQ(ThrownCode([&] { file.Rename(CUCreate<CUStringWin>("taken")); }), 4u);
+    EXPECT_EQ(ReadFile(dir.Native("taken")), Pattern(5, 2));
+    file.Rename(CUCreate<CUStringWin>("b"));
+    EXPECT_EQ(file.Path()->UTF8String(), dir.Native("b"));
+    EXPECT_EQ(ReadFile(dir.Native("b")), Pattern(5, 1));
+}
+
+TEST(CUFileInfo, CopySimplyNeverReplaces) {
+    TempDirectory dir;
+    const std::vector<uint8_t> bytes = Pattern(kChunk + 17);
+    WriteFile(dir.Native("src"), bytes);
+    ::chmod(dir.Native("src").c_str(), 0640);
+    WriteFile(dir.Native("other"), Pattern(4));
+    CUFileInfo source(dir.Path("src"));
+    EXPECT_EQ(source.CopySimply(dir.Path("dst")), CUStatusOK);
+    EXPECT_EQ(ReadFile(dir.Native("dst")), bytes);
+    EXPECT_EQ(std::filesystem::status(dir.Native("dst")).permissions(),
+              std::filesystem::perms(0640));
+
+    EXPECT_EQ(ThrownCode([&] { source.CopySimply(dir.Path("other")); }), 4u);
+    EXPECT_EQ(ReadFile(dir.Native("other")), Pattern(4));
+    EXPECT_EQ(ThrownCode([&] { source.CopySimply(nullptr); }), 2u);
+    EXPECT_EQ(ThrownCode([&] { CUFileInfo(dir.Path("none")).CopySimply(dir.Path("x")); }), 9u);
+    EXPECT_EQ(source.CopySimply(dir.Path("no/such")), CUStatusCopyFailed);
+    // Copying a file onto itself must not empty it first.
+    EXPECT_EQ(source.Transfer(dir.Path("src"), nullptr, true, true), CUStatusCopyFailed);
+    EXPECT_EQ(ReadFile(dir.Native("src")), bytes);
+}
+
+TEST(CUFileInfo, CopyReportsEachChunkAndCancelLeavesNoDestination) {
+    TempDirectory dir;
+    const std::vector<uint8_t> bytes = Pattern(2 * kChunk + 1);
+    WriteFile(dir.Native("src"), bytes);
+    CUFileInfo source(dir.Path("src"));
+    ProgressLog log;
+    CUFileProgress progress{&ProgressLog::Report, &log, &source};
+    EXPECT_EQ(source.CopyTo(dir.Path("dst"), &progress, false), CUStatusOK);
+    EXPECT_EQ(log.reports, 3);
+    EXPECT_EQ(log.copied, bytes.size());
+    EXPECT_FALSE(source.cancelled);
+    EXPECT_EQ(ReadFile(dir.Native("dst")), bytes);
+
+    // A cancel is the caller's choice, not a failure; a replaced destination is gone with it.
+    log = ProgressLog{0, 2, 0};
+    EXPECT_EQ(source.CopyTo(dir.Path("dst"), &progress, true), CUStatusOK);
+    EXPECT_TRUE(source.cancelled);
+    EXPECT_EQ(log.reports, 2);
+    EXPECT_FALSE(std::filesystem::exists(dir.Native("dst")));
+    EXPECT_TRUE(source.Exists());
+}
+
+struct OverwriteCase {
+    bool copy, overwrite;
+    uint32_t thrown;  // 0: the transfer runs and succeeds
+};
+
+void PrintTo(const OverwriteCase& c, std::ostream* out) {
+    *out << (c.copy ? "copy" : "move") << (c.overwrite ? " replacing" : " keeping");
+}
+
+class OverwriteTest : public testing::TestWithParam<OverwriteCase> {};
+
+TEST_P(OverwriteTest, ExistingDestinationNeedsOverwrite) {
+    const OverwriteCase& c = GetParam();
+    TempDirectory dir;
+    WriteFile(dir.Native("src"), Pattern(100, 1));
+    WriteFile(dir.Native("dst"), Pattern(50, 2));
+    CUFileInfo source(dir.Path("src"));
+    CUFileProgress progress{nullptr, nullptr, &source};
+    EXPECT_EQ(ThrownCode([&] {
+                  EXPECT_EQ(c.copy ? source.CopyTo(dir.Path("dst"), &progress, c.overwrite)
+                                   : source.MoveTo(dir.Path("dst"), &progress, c.overwrite),
+                            CUStatusOK);
+              }),
+              c.thrown);
+    EXPECT_EQ(ReadFile(dir.Native("dst")), c.thrown ? Pattern(50, 2) : Pattern(100, 1));
+    EXPECT_EQ(source.Exists(), c.copy || c.thrown);
+    // Without the checks, the transfer itself refuses to replace.
+    if (c.thrown) {
+        EXPECT_EQ(source.Transfer(dir.Path("dst"), nullptr, false, c.copy),
+                  c.copy ? CUStatusCopyFailed : CUStatusMoveFailed);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(CUFileInfo, OverwriteTest,
+                         testing::Values(OverwriteCase{true, false, 4},
+                                         OverwriteCase{true, true, 0},
+                                         OverwriteCase{false, false, 4},
+                                         OverwriteCase{false, true, 0}));
+
+TEST(CUFileInfo, MoveRefusesASourceThatAStreamHolds) {
+    TempDirectory dir;
+    WriteFile(dir.Native("src"), Pattern(10));
+    CUFileInfo source(dir.Path("src"));
+    CUFileProgress progress{};
+    EXPECT_EQ(ThrownCode([&] { source.MoveTo(dir.Path("dst"), nullptr, false); }), 2u);
+    {
+        CUFileStream reader(dir.Path("src"));
+        EXPECT_EQ(source.MoveTo(dir.Path("dst"), &progress, false), CUStatusMoveFailed);
+    }
+    EXPECT_EQ(source.MoveTo(dir.Path("dst"), &progress, false), CUStatusOK);
+    EXPECT_EQ(ReadFile(dir.Native("dst")), Pattern(10));
+    EXPECT_FALSE(source.Exists());
+}
+
+}  // namespace
