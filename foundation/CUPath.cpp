@@ -51,7 +51,7 @@ std::u16string_view RemoveTrailingSeparator(std::u16string_view path) {
     return path;
 }
 
-std::u16string_view RemoveFileSpec(std::u16string_view path) {
+std::u16string_view RemoveLastComponent(std::u16string_view path) {
     // `cut` ends up at the separator before the last component, or behind a drive's ":" (and
     // its separator), so that "C:\a" keeps "C:\".
     size_t cut = 0;
@@ -153,7 +153,7 @@ Parts Split(std::u16string_view path) {
 
 std::optional<std::u16string_view> LastFolder(std::u16string_view path) {
     const std::u16string_view trimmed = RemoveTrailingSeparator(path);
-    const std::u16string_view parent = RemoveFileSpec(trimmed);
+    const std::u16string_view parent = RemoveLastComponent(trimmed);
     if (parent.size() != trimmed.size()) {
         // The parent with a separator added marks where the last component starts.
         size_t start = parent.size();

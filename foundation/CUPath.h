@@ -30,7 +30,7 @@ std::u16string_view RemoveTrailingSeparator(std::u16string_view path);
 
 // Removes the last component and the separator before it ("C:\a\b" -> "C:\a", "C:\a" -> "C:\",
 // "a" -> ""). A root and a bare drive stay as they are.
-std::u16string_view RemoveFileSpec(std::u16string_view path);
+std::u16string_view RemoveLastComponent(std::u16string_view path);
 
 // Resolves "." and ".." components; ".." never climbs above a root. An empty result becomes a
 // lone separator, and a bare drive gains one ("C:" -> "C:\").

@@ -283,20 +283,20 @@ private:
     template <class Value>
     void Number(const Conversion& c, const char* size, Value value) {
         if (c.width > kMaxLength - static_cast<int64_t>(out.size())) Fail();
-        std::string spec = "%";
-        if (c.left) spec += '-';
-        if (c.plus) spec += '+';
-        if (c.space) spec += ' ';
-        if (c.alternate) spec += '#';
-        if (c.zero) spec += '0';
-        if (c.width > 0) spec += std::to_string(c.width);
-        if (c.precision >= 0) spec += '.' + std::to_string(c.precision);
-        spec += size;
-        spec += static_cast<char>(c.type);
-        const int needed = std::snprintf(nullptr, 0, spec.c_str(), value);
+        std::string directive = "%";
+        if (c.left) directive += '-';
+        if (c.plus) directive += '+';
+        if (c.space) directive += ' ';
+        if (c.alternate) directive += '#';
+        if (c.zero) directive += '0';
+        if (c.width > 0) directive += std::to_string(c.width);
+        if (c.precision >= 0) directive += '.' + std::to_string(c.precision);
+        directive += size;
+        directive += static_cast<char>(c.type);
+        const int needed = std::snprintf(nullptr, 0, directive.c_str(), value);
         if (needed < 0) Fail();
         std::string text(static_cast<size_t>(needed) + 1, '\0');
-        std::snprintf(text.data(), text.size(), spec.c_str(), value);
+        std::snprintf(text.data(), text.size(), directive.c_str(), value);
         text.pop_back();
         Grow(text.size());
         out.append(text.begin(), text.end());  // ASCII only: each byte is one unit

@@ -9,9 +9,9 @@
 //   %p               a pointer as sixteen upper-case hex digits, no "0x"
 //   %%               a percent sign
 //
-// Flags "-+ #0", width and precision (also "*"). Precision on a string counts UTF-16 units and
-// nothing beyond it is read, so the argument need not be terminated within it. A null string
-// argument prints "(null)". The "0" flag pads strings and characters with zeros too.
+// Flags "-+ #0", width and precision (also "*"). Precision on a string counts UTF-16 units, and
+// the argument is read no further than the characters it takes, so it need not be terminated. A
+// null string argument prints "(null)". The "0" flag pads strings and characters with zeros too.
 // Formatting stops at the first 0 unit of the format.
 //
 // Failures throw CUPlatformError: CU_E_FAIL for an unknown or unfinished conversion (including

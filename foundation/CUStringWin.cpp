@@ -287,7 +287,7 @@ uint32_t CUStringWin::StringByAppendingPathComponent(const CUStringWin& componen
 
 uint32_t CUStringWin::StringByDeletingLastPathComponent(CUStringWin& out) const {
     if (!FitsPathBuffer(*this)) return CUStatusFailed;
-    return AssignResult(out, cu_path::RemoveFileSpec(View()));
+    return AssignResult(out, cu_path::RemoveLastComponent(View()));
 }
 
 uint32_t CUStringWin::LastPathComponent(CUStringWin& out) const {

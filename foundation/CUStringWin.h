@@ -121,8 +121,9 @@ inline constexpr bool kFormatArgument = std::is_arithmetic_v<T> || std::is_point
                                         (std::is_enum_v<T> && std::is_convertible_v<T, int>);
 }  // namespace cu_detail
 
-// A template in front of the argument list, so that the format can stay a shared pointer taken
-// by reference and no object can be passed where a pointer or number belongs.
+// A template in front of the C argument list: va_start may not name a reference parameter, so the
+// list starts behind a plain pointer, and no object can be passed where a pointer or number
+// belongs.
 template <class... Arguments>
 CUSharedPtr<CUStringWin> StringWithFormat(const CUSharedPtr<CUStringWin>& format,
                                           Arguments... arguments) {

@@ -21,12 +21,12 @@ void PrintTo(const Case& c, std::ostream* os) {
     *os << '"' << Narrow(c.input) << '"';
 }
 
-class CUPathRemoveFileSpec : public testing::TestWithParam<Case> {};
-TEST_P(CUPathRemoveFileSpec, KeepsTheParent) {
-    EXPECT_EQ(Narrow(cu_path::RemoveFileSpec(GetParam().input)), Narrow(GetParam().expected));
+class CUPathRemoveLastComponent : public testing::TestWithParam<Case> {};
+TEST_P(CUPathRemoveLastComponent, KeepsTheParent) {
+    EXPECT_EQ(Narrow(cu_path::RemoveLastComponent(GetParam().input)), Narrow(GetParam().expected));
 }
 INSTANTIATE_TEST_SUITE_P(
-    Paths, CUPathRemoveFileSpec,
+    Paths, CUPathRemoveLastComponent,
     testing::Values(Case{u"C:\\a\\b.txt", u"C:\\a"}, Case{u"C:\\a\\b\\", u"C:\\a\\b"},
                     Case{u"C:\\a", u"C:\\"}, Case{u"C:\\", u"C:\\"}, Case{u"C:", u"C:"},
                     Case{u"C:a", u"C:"}, Case{u"a", u""}, Case{u"a\\b", u"a"}, Case{u"\\a", u"\\"},
@@ -157,15 +157,7 @@ INSTANTIATE_TEST_SUITE_P(Paths, CUPathComponents,
                                          ComponentsCase{u"a\\\\", {u"a", u""}},
                                          ComponentsCase{u"", {u""}}));
 
-TEST(CUPathSeparators, FollowThePath) {
-    EXPECT_EQ(cu_path::SeparatorOf(u"C:\\a/b"), u'/');
-    EXPECT_EQ(cu_path::SeparatorOf(u"a/b\\c"), u'\\');
-    EXPECT_EQ(cu_path::SeparatorOf(u"C:"), u'\\');
-    EXPECT_EQ(cu_path::SeparatorOf(u"name"), u'/');
-    EXPECT_EQ(cu_path::SeparatorOf(u""), u'/');
-}
-
-TEST(CUPathRoots, AreRecognised) {
+TEST(CUPathRoots, AreRecognisedAndKeepTheirSeparator) {
     for (const std::u16string_view root :
          {u"\\", u"/", u"C:\\", u"c:/", u"\\\\srv", u"\\\\srv\\x"}) {
         EXPECT_TRUE(cu_path::IsRoot(root)) << Narrow(root);
