@@ -31,9 +31,11 @@ enum class CopyOutcome { Done, Failed, Cancelled };
 // but a finished copy removes what was written, so no partial destination stays behind.
 CopyOutcome CopyContents(const std::string& from, const std::string& to, bool failIfExists,
                          const CUFileProgress* progress, bool writeThrough) {
+    std::unique_ptr<uint8_t[]> chunk(new (std::nothrow) uint8_t[kCopyChunk]);
     CUPosixFile source;
     struct stat sourceInfo {};
-    if (!source.Open(from, O_RDONLY) || !source.Stat(&sourceInfo) || !S_ISREG(sourceInfo.st_mode)) {
+    if (!chunk || !source.Open(from, O_RDONLY) || !source.Stat(&sourceInfo) ||
+        !S_ISREG(sourceInfo.st_mode)) {
         return CopyOutcome::Failed;
     }
     CUPosixFile target;
@@ -51,10 +53,9 @@ CopyOutcome CopyContents(const std::string& from, const std::string& to, bool fa
     }
 
     CopyOutcome outcome = CopyOutcome::Done;
-    std::unique_ptr<uint8_t[]> chunk(new (std::nothrow) uint8_t[kCopyChunk]);
     const auto total = static_cast<uint64_t>(sourceInfo.st_size);
     uint64_t copied = 0;
-    while (chunk) {
+    for (;;) {
         bool failed = false;
         const uint64_t got =
             CUPosixFile::ReadAt(source.Descriptor(), chunk.get(), kCopyChunk, copied, &failed);
@@ -74,7 +75,6 @@ CopyOutcome CopyContents(const std::string& from, const std::string& to, bool fa
             break;
         }
     }
-    if (!chunk) outcome = CopyOutcome::Failed;
     if (outcome == CopyOutcome::Done) {
         // The copy keeps what a user sees of the file: who may use it and when it last changed.
         // Neither is worth failing a copy whose bytes arrived.

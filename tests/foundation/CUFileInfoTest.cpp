@@ -210,4 +210,26 @@ TEST(CUFileInfo, MoveRefusesASourceThatAStreamHolds) {
     EXPECT_FALSE(source.Exists());
 }
 
+TEST(CUFileInfo, MoveAcrossFileSystemsCopiesThenDeletes) {
+    TempDirectory dir;
+    struct stat here {
+    }, there{};
+    char other[] = "/dev/shm/qv-fi-XXXXXX";
+    if (::stat(dir.root.c_str(), &here) != 0 || ::stat("/dev/shm", &there) != 0 ||
+        here.st_dev == there.st_dev || !::mkdtemp(other)) {
+        GTEST_SKIP() << "no second file system to move to";
+    }
+    const std::string target = std::string(other) + "/dst";
+    WriteFile(dir.Native("src"), Pattern(kChunk + 1));
+    CUFileInfo source(dir.Path("src"));
+    ProgressLog log;
+    CUFileProgress progress{&ProgressLog::Report, &log, &source};
+    EXPECT_EQ(source.MoveTo(CUCreate<CUStringWin>(target.c_str()), &progress, false), CUStatusOK);
+    EXPECT_EQ(log.reports, 2);
+    EXPECT_FALSE(source.Exists());
+    EXPECT_EQ(ReadFile(target), Pattern(kChunk + 1));
+    std::error_code ignored;
+    std::filesystem::remove_all(other, ignored);
+}
+
 }  // namespace
