@@ -4,8 +4,9 @@
 // Threads: every operation of every stream runs under `lock`, a recursive lock made by the
 // constructor. `position` is shared, so concurrent readers pass absolute offsets (origin 0); a
 // caller that needs Seek and Read together holds `lock` through a CUAutoLock around both.
-// Failures: this base class reads, writes and seeks nothing and throws CUErrorNotPermitted (5,
-// as uint32_t) from Read, Write and Seek. Subclasses answer those with counts and never throw.
+// Failures: this base class reads, writes and seeks nothing: Read, Write and Seek throw
+// CUErrorNotPermitted (5, as uint32_t). An override answers with a count or a position instead
+// and does not throw.
 #pragma once
 
 #include <cstdint>
