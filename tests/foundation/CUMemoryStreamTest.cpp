@@ -39,22 +39,6 @@ TEST(CUMemoryStream, ReadsStayInsideTheRangeAndNeverMove) {
     EXPECT_FALSE(CUMemoryStream(nullptr, 10).IsReadable());
 }
 
-TEST(CUMemoryStream, WriteAndSeekAreNotPermitted) {
-    CUMemoryStream stream("x", 1);
-    uint32_t codes = 0;
-    try {
-        stream.Write("x", 1, 0, 0);
-    } catch (uint32_t code) {
-        codes += code;
-    }
-    try {
-        stream.Seek(0, 0);
-    } catch (uint32_t code) {
-        codes += code;
-    }
-    EXPECT_EQ(codes, 10u);
-}
-
 struct CreateCase {
     int64_t location, length;
     bool made;
