@@ -47,16 +47,14 @@ const Formats& LogFormats() {
     return formats;
 }
 
-CUSharedPtr<CUStringWin> Format(const CUSharedPtr<CUStringWin>& format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    CUSharedPtr<CUStringWin> text;
+// Formats, answering null instead of throwing: a line that cannot be made is not written.
+template <class... Arguments>
+CUSharedPtr<CUStringWin> Format(const CUSharedPtr<CUStringWin>& format, Arguments... arguments) {
     try {
-        text = StringWithFormatV(format, arguments);
+        return StringWithFormat(format, arguments...);
     } catch (...) {
+        return nullptr;
     }
-    va_end(arguments);
-    return text;
 }
 
 }  // namespace
