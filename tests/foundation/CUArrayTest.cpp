@@ -6,7 +6,9 @@
 
 namespace {
 
-CUSharedPtr<CUObject> Number(int v) { return CUCreate<CUNumberConcrete<int>>(v); }
+CUSharedPtr<CUObject> Number(int v) {
+    return CUCreate<CUNumberConcrete<int>>(v);
+}
 
 int ValueAt(const CUSharedPtr<CUArray>& array, uint64_t i) {
     return CUSharedPtr<CUNumber>(array->ObjectAtIndex(i))->Int32Value();
@@ -84,7 +86,8 @@ TEST_P(CUArraySort, IsStableInBothOrders) {
 INSTANTIATE_TEST_SUITE_P(Orders, CUArraySort,
                          ::testing::Values(std::make_pair(1, std::vector{30, 21, 22, 11, 12, 13}),
                                            std::make_pair(0, std::vector{11, 12, 13, 21, 22, 30}),
-                                           std::make_pair(-1, std::vector{11, 12, 13, 21, 22, 30})));
+                                           std::make_pair(-1,
+                                                          std::vector{11, 12, 13, 21, 22, 30})));
 
 TEST(CUArraySortDescriptor, ComparatorDelegates) {
     CUSharedPtr<CUMutableArray> array = CUCreate<CUMutableArray>();

@@ -54,9 +54,7 @@ TEST(CUAutoLock, ExceptionFromUnlockStaysInside) {
 TEST(CURecursiveLock, NestedGuardsNeitherBlockNorReleaseEarly) {
     CURecursiveLock lock;
     CUAutoLock outer(&lock);
-    {
-        CUAutoLock inner(&lock);
-    }
+    { CUAutoLock inner(&lock); }
     // Still held by the outer guard: another thread cannot take it.
     bool taken = true;
     std::thread probe([&] {

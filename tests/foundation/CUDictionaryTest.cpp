@@ -5,8 +5,12 @@
 
 namespace {
 
-CUSharedPtr<CUStringWin> Key(const char* text) { return CUCreate<CUStringWin>(text); }
-CUSharedPtr<CUObject> Number(int v) { return CUCreate<CUNumberConcrete<int>>(v); }
+CUSharedPtr<CUStringWin> Key(const char* text) {
+    return CUCreate<CUStringWin>(text);
+}
+CUSharedPtr<CUObject> Number(int v) {
+    return CUCreate<CUNumberConcrete<int>>(v);
+}
 
 TEST(CUDictionary, PrintsInCodeUnitOrder) {
     CUSharedPtr<CUMutableDictionary> dictionary = CUCreate<CUMutableDictionary>();

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+
 #include <sys/stat.h>
+#include "support/TestFiles.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -13,38 +15,7 @@
 
 namespace {
 
-// A fresh directory for each test, removed with everything in it.
-struct TempDirectory {
-    std::string root = [] {
-        std::string pattern = (std::filesystem::temp_directory_path() / "qv-fi-XXXXXX").string();
-        return ::mkdtemp(pattern.data()) ? pattern : std::string();
-    }();
-    ~TempDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(root, ignored);
-    }
-    std::string Native(const std::string& name) const { return root + "/" + name; }
-    CUSharedPtr<CUStringWin> Path(const std::string& name) const {
-        return CUCreate<CUStringWin>(Native(name).c_str());
-    }
-};
-
-std::vector<uint8_t> Pattern(size_t length, uint8_t seed = 1) {
-    std::vector<uint8_t> bytes(length);
-    for (size_t i = 0; i < length; ++i) bytes[i] = static_cast<uint8_t>(i * 13 + seed);
-    return bytes;
-}
-
-void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-}
-
-std::vector<uint8_t> ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
-}
+using namespace qvtest;
 
 template <class Operation>
 uint32_t ThrownCode(Operation operation) {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+
 #include <sys/stat.h>
+#include "support/TestFiles.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -13,40 +15,9 @@
 
 namespace {
 
+using namespace qvtest;
+
 using namespace std::string_literals;
-
-// A fresh directory for each test, removed with everything in it.
-struct TempDirectory {
-    std::string root = [] {
-        std::string pattern = (std::filesystem::temp_directory_path() / "qv-fs-XXXXXX").string();
-        return ::mkdtemp(pattern.data()) ? pattern : std::string();
-    }();
-    ~TempDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(root, ignored);
-    }
-    std::string Native(const std::string& name) const { return root + "/" + name; }
-    CUSharedPtr<CUStringWin> Path(const std::string& name) const {
-        return CUCreate<CUStringWin>(Native(name).c_str());
-    }
-};
-
-std::vector<uint8_t> Pattern(size_t length) {
-    std::vector<uint8_t> bytes(length);
-    for (size_t i = 0; i < length; ++i) bytes[i] = static_cast<uint8_t>(i * 7 + 3);
-    return bytes;
-}
-
-void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-}
-
-std::vector<uint8_t> ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
-}
 
 // The code that opening threw, or 0 when the stream opened.
 uint32_t OpenCode(const CUSharedPtr<CUStringWin>& path, uint32_t mode, uint32_t access,

@@ -103,15 +103,12 @@ TEST_P(CULogThreshold, WritesLevelsUpToThreshold) {
         EXPECT_FALSE(fs::exists(File(0)));
 }
 
-INSTANTIATE_TEST_SUITE_P(Levels, CULogThreshold,
-                         ::testing::Values(ThresholdCase{2, 1, "ERROR"},
-                                           ThresholdCase{2, 2, "WARNING"},
-                                           ThresholdCase{2, 3, nullptr},
-                                           ThresholdCase{4, 3, "INFO"},
-                                           ThresholdCase{4, 4, "DEBUG"},
-                                           ThresholdCase{6, 7, nullptr},
-                                           ThresholdCase{7, 7, "DEBUG"},
-                                           ThresholdCase{0, 1, nullptr}));
+INSTANTIATE_TEST_SUITE_P(
+    Levels, CULogThreshold,
+    ::testing::Values(ThresholdCase{2, 1, "ERROR"}, ThresholdCase{2, 2, "WARNING"},
+                      ThresholdCase{2, 3, nullptr}, ThresholdCase{4, 3, "INFO"},
+                      ThresholdCase{4, 4, "DEBUG"}, ThresholdCase{6, 7, nullptr},
+                      ThresholdCase{7, 7, "DEBUG"}, ThresholdCase{0, 1, nullptr}));
 
 TEST_F(CULogTest, RotatesAtExactlyTheLimit) {
     CULog::Install(Make(3));
@@ -169,7 +166,8 @@ TEST_F(CULogTest, LinesFromThreadsNeverMix) {
         threads.emplace_back([&, t] {
             start.arrive_and_wait();
             for (int i = 0; i < kLines; ++i)
-                Log(CULogLevelInfo, "thread %d line %d %hs", t, i, std::string(100, 'a' + t).c_str());
+                Log(CULogLevelInfo, "thread %d line %d %hs", t, i,
+                    std::string(100, 'a' + t).c_str());
         });
     for (auto& thread : threads) thread.join();
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "support/TestFiles.h"
+
 #include <cstdint>
 #include <vector>
 
@@ -8,11 +10,7 @@
 
 namespace {
 
-std::vector<uint8_t> Pattern(size_t length) {
-    std::vector<uint8_t> bytes(length);
-    for (size_t i = 0; i < length; ++i) bytes[i] = static_cast<uint8_t>(i * 5 + 1);
-    return bytes;
-}
+using namespace qvtest;
 
 TEST(CUMemoryStream, ReadsStayInsideTheRangeAndNeverMove) {
     const std::vector<uint8_t> bytes = Pattern(100);

@@ -23,7 +23,9 @@ private:
 
 class Other : public CUObject {};
 
-TEST(CUSharedPtr, IsTwoMachineWords) { EXPECT_EQ(sizeof(CUSharedPtr<CUObject>), 2 * sizeof(void*)); }
+TEST(CUSharedPtr, IsTwoMachineWords) {
+    EXPECT_EQ(sizeof(CUSharedPtr<CUObject>), 2 * sizeof(void*));
+}
 
 TEST(CUSharedPtr, NewObjectIsUnownedUntilTaken) {
     std::atomic<int> deaths{0};
