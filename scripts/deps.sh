@@ -6,6 +6,8 @@ packages=(
   g++ cmake ninja-build ccache pkg-config
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libcli11-dev nlohmann-json3-dev libpng-dev
+  libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
+  ffmpeg mediainfo
 )
 
 missing=()

@@ -9,6 +9,7 @@ presets=(release)
 if [ "${CI:-}" = "true" ]; then
   presets=(release asan tsan)
   export QV_WERROR=ON
+  export QV_REQUIRE_ORACLES=1  # a test that compares with ffprobe and friends fails without them
 fi
 export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/ccache}"
 
