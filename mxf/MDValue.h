@@ -53,6 +53,8 @@ public:
 private:
     // Puts the cursor at the first byte after checking the kind; throws the cast error.
     void Begin(uint32_t wanted);
+    template <class T>
+    T ReadAs(uint32_t wanted, bool (ParseMetaData::*reader)(T*));
 
     CUSharedPtr<CUMemoryStream> data;
     uint32_t kind;

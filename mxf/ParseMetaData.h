@@ -74,7 +74,9 @@ public:
     // A batch: count and item size as u32, then the items. Null, with `position` back where it
     // was, when the header cannot be read. A count of 0 or an item size other than 16 gives an
     // empty array with `position` behind the header; items that cannot be read are left out.
-    CUSharedPtr<CUMutableArray> ReadUUIDArray();
+    // The count comes from the file: a reader of a large stream passes `limit`, the bytes the
+    // batch may occupy with its header, and no item is read beyond it.
+    CUSharedPtr<CUMutableArray> ReadUUIDArray(uint64_t limit = UINT64_MAX);
     // 32 bytes, or 64 when byte 12 of the first 32 marks an extended UMID. Null when short.
     CUSharedPtr<UMID> ReadUMID();
     // One byte below 0x80, else 0x81..0x84 and that many big-endian length bytes.
