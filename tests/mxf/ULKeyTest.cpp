@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include "support/MxfTestBytes.h"
+
+#include "mxf/MxfUUID.h"
+#include "mxf/ULKey.h"
+
+namespace {
+
+using namespace qvtest;
+
+struct KindCase {
+    const char* name;
+    Key16 key;
+    uint32_t kind;
+};
+
+void PrintTo(const KindCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
+class KLVKindTable : public testing::TestWithParam<KindCase> {};
+
+TEST_P(KLVKindTable, ClassifiesTheKey) {
+    EXPECT_EQ(ULKey(GetParam().key.data()).GetKind(), GetParam().kind);
+}
+
+// Bytes 6 to 9 of the format's own sets and packs.
+#define REG 0x01, 0x01, 0x0D, 0x01
+
+INSTANTIATE_TEST_SUITE_P(
+    AllKinds, KLVKindTable,
+    testing::Values(
+        KindCase{"zero", Key16{}, KLVKindUnknown},
+        KindCase{"prefix differs, byte 5 not looked at",
+                 Key16{0x06, 0x0E, 0x2B, 0x35, 0x02, 0x53, REG, 1, 1, 1, 1, 0x2F}, KLVKindUnknown},
+        KindCase{"other category", Label({0x07, 0x01}), KLVKindOther},
+        KindCase{"dictionary, unknown registry", Label({0x01, 0x05}), KLVKindOther},
+        KindCase{"element", Label({0x01, 0x01, 0x01, 0x02}), KLVKindElement},
+        KindCase{"file sequence set",
+                 Label({0x01, 0x01, 0x01, 0x0D, 0x0E, 0x15, 0, 0, 0, 0x01, 0, 0}),
+                 KLVKindStreamFileSequence},
+        KindCase{"file sequence set, last byte differs",
+                 Label({0x01, 0x01, 0x01, 0x0D, 0x0E, 0x15, 0, 0, 0, 0x01, 0, 1}), KLVKindElement},
+        KindCase{"essence", Label({0x01, 0x02, 0x01, 0x01, 0x0D, 0x01, 0x03, 0x01, 0x17}),
+                 KLVKindEssence},
+        KindCase{"picture, any version byte",
+                 Label({0x01, 0x02, 0x01, 0x7F, 0x0D, 0x01, 0x03, 0x01, 0x15, 1, 5, 1}),
+                 KLVKindPictureEssence},
+        KindCase{"sound", Label({0x01, 0x02, 0x01, 0x01, 0x0D, 0x01, 0x03, 0x01, 0x16, 1, 1, 2}),
+                 KLVKindSoundEssence},
+        KindCase{"picture item outside the registry",
+                 Label({0x01, 0x02, 0x02, 0x01, 0x0D, 0x01, 0x03, 0x01, 0x15}), KLVKindEssence},
+        KindCase{"control", Label({0x01, 0x03}), KLVKindControl},
+        KindCase{"types", Label({0x01, 0x04}), KLVKindTypes},
+        KindCase{"universal set", Label({0x02, 0x01}), KLVKindUniversalSet},
+        KindCase{"global set", Label({0x02, 0x02}), KLVKindGlobalSet},
+        KindCase{"local set, other registry", Label({0x02, 0x53, 0x01, 0x01, 0x0D, 0x02}),
+                 KLVKindLocalSet},
+        KindCase{"local set 0x7B", Label({0x02, 0x7B}), KLVKindLocalSet},
+        KindCase{"0x83 is not a local set", Label({0x02, 0x83, REG, 1, 1, 1, 1, 0x2F}),
+                 KLVKindOther},
+        KindCase{"index segment", Label({0x02, 0x53, REG, 0x02, 0x01, 0x01, 0x10, 0x01}),
+                 KLVKindIndexTableSegment},
+        KindCase{"package metadata set", Label({0x02, 0x43, REG, 0x03, 0x01, 0x04, 0x01, 0x02}),
+                 KLVKindPackageMetadataSet},
+        KindCase{"preface", StructuralSetKey(0x012F), 0x801012Fu},
+        KindCase{"structural set, other tag form", Label({0x02, 0x13, REG, 1, 1, 1, 0x01, 0x36}),
+                 0x8010136u},
+        KindCase{"structural set, version byte tested", Label({0x02, 0x53, 1, 2, 0x0D, 1, 1, 1, 1}),
+                 KLVKindLocalSet},
+        KindCase{"variable pack", Label({0x02, 0x04}), KLVKindVariablePack},
+        KindCase{"fixed pack", Label({0x02, 0x05, REG, 0x02, 0x01, 0x01, 0x07}), KLVKindFixedPack},
+        KindCase{"header partition, open", Label({0x02, 0x05, REG, 2, 1, 1, 2, 1}),
+                 KLVKindHeaderPartition},
+        KindCase{"header partition, complete", Label({0x02, 0x05, REG, 2, 1, 1, 2, 4}),
+                 KLVKindHeaderPartition},
+        KindCase{"body partition", Label({0x02, 0x05, REG, 2, 1, 1, 3, 4}), KLVKindBodyPartition},
+        KindCase{"footer partition", Label({0x02, 0x05, REG, 2, 1, 1, 4, 2}),
+                 KLVKindFooterPartition},
+        KindCase{"partition, version byte tested", Label({0x02, 0x05, 1, 2, 0x0D, 1, 2, 1, 1, 2}),
+                 KLVKindFixedPack},
+        KindCase{"primer", PrimerPackKey(), KLVKindPrimerPack},
+        KindCase{"random index pack", Label({0x02, 0x05, REG, 2, 1, 1, 0x11, 1}),
+                 KLVKindRandomIndexPack},
+        KindCase{"system metadata pack", Label({0x02, 0x05, REG, 3, 1, 4, 1, 1, 0}),
+                 KLVKindSystemMetadataPack},
+        KindCase{"simple wrapper", Label({0x03, 0x01}), KLVKindSimpleWrapper},
+        KindCase{"complex wrapper", Label({0x03, 0x02}), KLVKindComplexWrapper},
+        KindCase{"other wrapper", Label({0x03, 0x03}), KLVKindOther},
+        KindCase{"label", Label({0x04, 0x01}), KLVKindLabel},
+        KindCase{"registered private", Label({0x05, 0x01}), KLVKindRegisteredPrivate}));
+
+#undef REG
+
+TEST(KLVKind, HelpersTakeAKindApart) {
+    EXPECT_EQ(KLVKindFamily(KLVKindIndexTableSegment), KLVKindLocalSet);
+    EXPECT_EQ(KLVKindFamily(0x801012F), KLVKindLocalSet);
+    EXPECT_TRUE(KLVKindIsStructuralSet(0x801012F));
+    EXPECT_FALSE(KLVKindIsStructuralSet(KLVKindIndexTableSegment));
+    EXPECT_EQ(KLVKindStructuralSetNumber(0x801012F), 0x012F);
+}
+
+TEST(Labels, CompareAsRawBytesAndPrintDotted) {
+    const Key16 low = Label({0x02, 0x53});
+    Key16 high = low;
+    high[15] = 0x80;  // unsigned: 0x80 sorts above 0x7F
+    EXPECT_LT(MxfUUID(low.data()), MxfUUID(high.data()));
+    EXPECT_LT(ULKey(low.data()), ULKey(high.data()));
+    EXPECT_EQ(MxfUUID(high.data()), MxfUUID(high.data()));
+    EXPECT_EQ(ULKey(high.data()).Description()->UTF8String(),
+              "06.0E.2B.34.02.53.00.00.00.00.00.00.00.00.00.80");
+    EXPECT_EQ(MxfUUID(high.data()).Description()->UTF8String(),
+              ULKey(high.data()).Description()->UTF8String());
+}
+
+}  // namespace
