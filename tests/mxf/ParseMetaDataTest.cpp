@@ -133,22 +133,6 @@ struct ProbePacket : KLVPacket {
     uint64_t parsedAt = 0;
 };
 
-TEST(ParseMetaData, ReadKLFillsThePacket) {
-    ByteWriter file;
-    file.Fill(3);
-    AppendKLV(file, PrimerPackKey(), {1, 2, 3});
-    ParseMetaData parser(file.Stream());
-    parser.SetPosition(3);
-    KLVPacket packet;
-    ASSERT_TRUE(parser.ReadKL(&packet));
-    EXPECT_EQ(packet.GetKind(), KLVKindPrimerPack);
-    EXPECT_EQ(packet.packetOffset, 3u);
-    EXPECT_EQ(packet.valueOffset, 3u + 16 + 5);
-    EXPECT_EQ(packet.length, 3u);
-    EXPECT_EQ(parser.GetPosition(), packet.valueOffset);
-    EXPECT_FALSE(parser.ReadKL(nullptr));
-}
-
 TEST(ParseMetaData, ATripletPastTheEndIsReadButLeavesThePacketAlone) {
     ByteWriter file;
     AppendKLV(file, PrimerPackKey(), {1, 2, 3});
@@ -186,6 +170,10 @@ TEST(ParseMetaData, ReadKLVAndParseValueMoveBehindTheValueOnlyWhenParsed) {
     ParseMetaData parser(file.Fill(2).Stream());
     ProbePacket probe;
     ASSERT_TRUE(parser.ReadKLV(&probe));
+    EXPECT_EQ(probe.GetKind(), KLVKindPrimerPack);
+    EXPECT_EQ(probe.packetOffset, 0u);
+    EXPECT_EQ(probe.length, 3u);
+    EXPECT_EQ(probe.valueOffset, 21u);  // behind 16 key bytes and a 5-byte length
     EXPECT_EQ(probe.parsedAt, 21u);
     EXPECT_EQ(parser.GetPosition(), 24u);
 
