@@ -49,6 +49,9 @@ public:
     LocalSets();
     // A set for the triplet `packet` was read as: its key and offsets, nothing parsed yet.
     explicit LocalSets(const KLVPacket& packet);
+    // A copy would share the cursor and the lock of its source.
+    LocalSets(const LocalSets&) = delete;
+    LocalSets& operator=(const LocalSets&) = delete;
 
     static uint32_t TagCodingOfKey(const ULKey& key);
     static uint32_t LengthCodingOfKey(const ULKey& key);
