@@ -47,7 +47,8 @@ public:
     // The segment's start and duration; location CUNotFound when there is no such segment.
     CURange GetSegmentRange(uint64_t partition, uint32_t number) const;
     // 0, or 1 for a null segment, a bad partition, or a number held already (the old one stands).
-    uint32_t AddSegment(uint64_t partition, uint32_t number, CUSharedPtr<IndexTableSegment> segment);
+    uint32_t AddSegment(uint64_t partition, uint32_t number,
+                        CUSharedPtr<IndexTableSegment> segment);
     uint32_t FindSegment(int64_t frame, uint64_t* outPartition, uint32_t* outNumber) const;
 
     uint32_t GetFrameTemporalOffset(int64_t frame, int8_t* out) const;

@@ -6,7 +6,9 @@
 #include "mxf/UMID.h"
 
 namespace {
-uint16_t SetNumber(const STMetadataSets& set) { return KLVKindStructuralSetNumber(set.GetKind()); }
+uint16_t SetNumber(const STMetadataSets& set) {
+    return KLVKindStructuralSetNumber(set.GetKind());
+}
 
 // A value's number, or false when it is missing or of another kind.
 template <class T>
@@ -104,10 +106,10 @@ CUSharedPtr<STTrack> HeaderMetadata::GetTrack(uint64_t index) const {
     if (!package || !primerPack) return nullptr;
     CUSharedPtr<CUArray> tracks = package->GetValueAs<CUArray>(mxf_tag::Tracks);
     if (!tracks) return nullptr;
-    CUSharedPtr<STMetadataSets> trackSet = GetSet(CUSharedPtr<MxfUUID>(tracks->ObjectAtIndex(index)));
+    CUSharedPtr<STMetadataSets> trackSet =
+        GetSet(CUSharedPtr<MxfUUID>(tracks->ObjectAtIndex(index)));
     if (!trackSet) return nullptr;
-    CUSharedPtr<STMetadataSets> sequence =
-        GetSet(trackSet->GetValueAs<MxfUUID>(mxf_tag::Sequence));
+    CUSharedPtr<STMetadataSets> sequence = GetSet(trackSet->GetValueAs<MxfUUID>(mxf_tag::Sequence));
     if (!sequence) return nullptr;
     CUSharedPtr<CUArray> components = sequence->GetValueAs<CUArray>(mxf_tag::StructuralComponents);
     if (!components) return nullptr;

@@ -28,7 +28,9 @@ CUSharedPtr<ParseMetaData> Item(LocalSets& set, uint32_t tag, uint64_t size) {
 }
 }  // namespace
 
-bool IndexTableSegment::IsValidKey() const { return GetKind() == KLVKindIndexTableSegment; }
+bool IndexTableSegment::IsValidKey() const {
+    return GetKind() == KLVKindIndexTableSegment;
+}
 
 void IndexTableSegment::Clear() {
     indexEditRate = {};
@@ -70,7 +72,8 @@ uint32_t IndexTableSegment::Parse(const CUSharedPtr<CUStream>& stream, uint64_t 
 
     // Delta entries: a segment without them, or with a bad batch, simply has fewer.
     LocalSetItem item;
-    if (set->FindItem(mxf_tag::DeltaEntryArray, &item) && (p = set->GetItem(mxf_tag::DeltaEntryArray))) {
+    if (set->FindItem(mxf_tag::DeltaEntryArray, &item) &&
+        (p = set->GetItem(mxf_tag::DeltaEntryArray))) {
         uint32_t count = 0, size = 0;
         if (item.length >= kBatchHeaderSize && p->ReadUInt32(&count) && p->ReadUInt32(&size) &&
             size == kDeltaEntrySize && count <= (item.length - kBatchHeaderSize) / size) {
@@ -86,8 +89,8 @@ uint32_t IndexTableSegment::Parse(const CUSharedPtr<CUStream>& stream, uint64_t 
 
     // Index entries: the count must not be 0, the item size must match the slices and position
     // tables, and the item must hold exactly the batch.
-    const uint64_t wantedSize = kEntryFixedSize + kSliceOffsetSize * sliceCount +
-                                kPosTableEntrySize * posTableCount;
+    const uint64_t wantedSize =
+        kEntryFixedSize + kSliceOffsetSize * sliceCount + kPosTableEntrySize * posTableCount;
     if (set->FindItem(mxf_tag::IndexEntryArray, &item) && item.length >= kBatchHeaderSize &&
         (p = set->GetItem(mxf_tag::IndexEntryArray))) {
         uint32_t count = 0, size = 0;

@@ -37,7 +37,9 @@ MXFStream::MXFStream(const CUSharedPtr<CUStringWin>& path) {
     parser->SetStream(stream);
 }
 
-uint64_t MXFStream::StreamSize() const { return parser->StreamSize(); }
+uint64_t MXFStream::StreamSize() const {
+    return parser->StreamSize();
+}
 
 bool MXFStream::SeekTo(uint64_t offset) {
     if (offset >= StreamSize()) return false;
@@ -348,9 +350,8 @@ uint32_t MXFStream::GetFrameEntry(uint64_t frame, int8_t* outTemporal, int8_t* o
 
 uint32_t MXFStream::GetElementFileOffset(uint64_t frame, uint32_t element, uint64_t* out) {
     CUAutoLock guard(parser.Get());
-    return LookUp(frame, [&](int64_t f) {
-        return bodyPartitions->GetElementFileOffset(f, element, out);
-    });
+    return LookUp(frame,
+                  [&](int64_t f) { return bodyPartitions->GetElementFileOffset(f, element, out); });
 }
 
 uint64_t MXFStream::ReadElement(uint64_t frame, uint32_t element, void* buffer, uint64_t size) {

@@ -19,8 +19,8 @@
 #include "foundation/CUVector.h"
 #include "mxf/BodyPartitionArray.h"
 #include "mxf/HeaderMetadata.h"
-#include "mxf/PartitionPack.h"
 #include "mxf/ParseMetaData.h"
+#include "mxf/PartitionPack.h"
 #include "mxf/RandomIndexPack.h"
 #include "mxf/StreamFileSequenceInfo.h"
 

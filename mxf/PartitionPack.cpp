@@ -7,7 +7,9 @@ namespace {
 // Versions, KAG, five offsets and counts, index SID, body offset, body SID, pattern label.
 constexpr uint64_t kFixedFieldBytes = 2 + 2 + 4 + 5 * 8 + 4 + 8 + 4 + 16;
 
-bool Add(uint64_t a, uint64_t b, uint64_t* out) { return !__builtin_add_overflow(a, b, out); }
+bool Add(uint64_t a, uint64_t b, uint64_t* out) {
+    return !__builtin_add_overflow(a, b, out);
+}
 }  // namespace
 
 bool PartitionPack::IsValidKey() const {
@@ -25,9 +27,9 @@ uint32_t PartitionPack::Parse(const CUSharedPtr<CUStream>& stream, uint64_t offs
                         reader.ReadUInt32(&kagSize) && reader.ReadUInt64(&thisPartition) &&
                         reader.ReadUInt64(&previousPartition) &&
                         reader.ReadUInt64(&footerPartition) &&
-                        reader.ReadUInt64(&headerByteCount) &&
-                        reader.ReadUInt64(&indexByteCount) && reader.ReadUInt32(&indexSID) &&
-                        reader.ReadUInt64(&bodyOffset) && reader.ReadUInt32(&bodySID);
+                        reader.ReadUInt64(&headerByteCount) && reader.ReadUInt64(&indexByteCount) &&
+                        reader.ReadUInt32(&indexSID) && reader.ReadUInt64(&bodyOffset) &&
+                        reader.ReadUInt32(&bodySID);
     if (!fields) return MXFErrorParse;
     operationalPattern = reader.ReadUUID();
     if (!operationalPattern) return MXFErrorParse;

@@ -3,7 +3,9 @@
 #include "mxf/MXFError.h"
 #include "mxf/ParseMetaData.h"
 
-bool RandomIndexPack::IsValidKey() const { return GetKind() == KLVKindRandomIndexPack; }
+bool RandomIndexPack::IsValidKey() const {
+    return GetKind() == KLVKindRandomIndexPack;
+}
 
 uint32_t RandomIndexPack::Parse(const CUSharedPtr<CUStream>& stream, uint64_t offset) {
     items.clear();

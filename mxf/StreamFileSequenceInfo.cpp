@@ -8,7 +8,9 @@ namespace {
 constexpr uint64_t kItemHeaderSize = 4;  // u16 tag, u16 length
 }  // namespace
 
-bool StreamFileSequenceInfo::IsValidKey() const { return GetKind() == KLVKindStreamFileSequence; }
+bool StreamFileSequenceInfo::IsValidKey() const {
+    return GetKind() == KLVKindStreamFileSequence;
+}
 
 uint32_t StreamFileSequenceInfo::Parse(const CUSharedPtr<CUStream>& stream, uint64_t offset) {
     if (!stream) return MXFErrorParse;
