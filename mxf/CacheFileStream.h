@@ -12,9 +12,9 @@
 // never serves this file blocks of another. A Stale piece goes back to the manager for a cache
 // and is tried again; after kPieceTries it is read straight from the file, so a Read never fails
 // because of a theft. A fill in flight keeps its block pinned and copies out its own bytes.
-// Failures: Create gives null for a null path or a file that can't be opened and sized. Read
-// answers 0 for a bad argument, a position outside the data, no pool, or a failed file read (even
-// after earlier pieces were copied; `position` then stands behind the last of them). Read and
+// Failures: Create gives null for a null path, or a path that names no regular file it can open.
+// Read answers 0 for a bad argument, a position outside the data, no pool, or a failed file read
+// (even after earlier pieces were copied; `position` then stands behind the last of them). Read and
 // Seek never throw; Write throws CUErrorNotPermitted as every read-only stream does.
 #pragma once
 

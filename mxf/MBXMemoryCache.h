@@ -39,6 +39,7 @@ Record* MBXMoveToFront(std::vector<Record*>& list, Field Record::*field, const F
     return nullptr;
 }
 
+// One block of a cache. Guarded by the cache's `lock`, except `data`, which never changes.
 struct MBXBlockRecord {
     uint64_t key = 0;         // file offset of the block's first byte, a multiple of the block size
     uint8_t* data = nullptr;  // the block's bytes; fixed at Init

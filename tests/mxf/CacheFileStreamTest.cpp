@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "foundation/CUAutoLock.h"
 #include "mxf/CacheFileStream.h"
 #include "mxf/MBXMemoryCacheManager.h"
 #include "support/TestFiles.h"
@@ -60,16 +59,12 @@ TEST_F(CacheFileStreamTest, ReadsAtBlockEdgesAndTheShortLastBlock) {
     EXPECT_EQ(two[1], bytes.back());
     EXPECT_EQ(stream->Seek(bytes.size() + 10, CUStreamOriginBegin), bytes.size() + 10);
     EXPECT_EQ(stream->Read(two, 1, 0, CUStreamOriginCurrent), 0u);
-    EXPECT_EQ(stream->Read(two, 1, 0, 7), 0u);
-    EXPECT_EQ(stream->Read(nullptr, 1, 0, CUStreamOriginBegin), 0u);
 }
 
 TEST_F(CacheFileStreamTest, OpensRegularFilesOnly) {
     CUSharedPtr<CacheFileStream> empty = Open("empty", {});
     ASSERT_TRUE(empty);
-    EXPECT_EQ(empty->size, 0u);
     EXPECT_TRUE(ReadBytes(*empty, 0, 10).empty());
-    EXPECT_FALSE(CacheFileStream::Create(nullptr));
     EXPECT_FALSE(CacheFileStream::Create(dir.Path("missing")));
     EXPECT_FALSE(CacheFileStream::Create(CUCreate<CUStringWin>(dir.root.c_str())));
 }
