@@ -2,13 +2,18 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/qvclip/SynthCommand.h"
+
 namespace qvclip {
 
-bool Command::Chosen() const { return app && app->parsed(); }
+bool Command::Chosen() const {
+    return app && app->parsed();
+}
 
 std::vector<std::unique_ptr<Command>> MakeCommands() {
     std::vector<std::unique_ptr<Command>> commands;
     // Subcommands are added here as they come: info, frames, extract, meta, play, synth.
+    commands.push_back(std::make_unique<SynthCommand>());
     return commands;
 }
 

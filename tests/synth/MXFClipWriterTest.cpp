@@ -1,0 +1,205 @@
+// The file layout that the module's MXF reader assumes, checked on written clips by reading the
+// bytes back: pack and fill in one KAG, each body partition indexed by the next partition, stream
+// offsets and delta entries that lead to the elements, the Random Index Pack, the header-held
+// index at one stride, and byte-identical repeats.
+#include <gtest/gtest.h>
+
+#include "support/TestFiles.h"
+#include "synth/support/FileWalk.h"
+
+#include "mxf/MXFLabels.h"
+#include "mxf/MXFLocalTags.h"
+#include "tools/qvclip/synth/MXFClipWriter.h"
+#include "tools/qvclip/synth/Synthesizer.h"
+
+namespace {
+
+using namespace qvtest;
+using synth::SynthOptions;
+
+SynthOptions Small(const std::string& dir) {
+    SynthOptions o;
+    o.outDir = dir;
+    o.width = 128;
+    o.height = 72;
+    o.frames = 24;
+    return o;
+}
+
+struct Pack {
+    KLV klv;
+    uint16_t minorVersion = 0;
+    uint64_t thisPartition = 0, footer = 0, headerBytes = 0, indexBytes = 0, bodyOffset = 0;
+    uint32_t kag = 0, indexSID = 0, bodySID = 0;
+    uint64_t Contents() const { return thisPartition + kag; }  // behind the pack and its fill
+};
+
+Pack ReadPack(const std::vector<uint8_t>& file, uint64_t offset) {
+    Pack p;
+    p.klv = ReadKLV(file, offset);
+    const uint64_t v = p.klv.valueOffset;
+    p.minorVersion = static_cast<uint16_t>(BigEndian(file, v + 2, 2));
+    p.kag = static_cast<uint32_t>(BigEndian(file, v + 4, 4));
+    p.thisPartition = BigEndian(file, v + 8, 8);
+    p.footer = BigEndian(file, v + 24, 8);
+    p.headerBytes = BigEndian(file, v + 32, 8);
+    p.indexBytes = BigEndian(file, v + 40, 8);
+    p.indexSID = static_cast<uint32_t>(BigEndian(file, v + 48, 4));
+    p.bodyOffset = BigEndian(file, v + 52, 8);
+    p.bodySID = static_cast<uint32_t>(BigEndian(file, v + 60, 4));
+    // The pack and the fill behind it take exactly one KAG.
+    const KLV fill = ReadKLV(file, p.klv.End());
+    EXPECT_EQ(fill.key, mxf_label::Fill);
+    EXPECT_EQ(fill.End(), offset + p.kag);
+    return p;
+}
+
+uint64_t Item(const std::vector<uint8_t>& file, const KLV& set, uint16_t tag) {
+    const auto [offset, length] = LocalItems(file, set).at(tag);
+    return BigEndian(file, offset, static_cast<int>(length));
+}
+
+// Follows one segment's entries and delta entries to every element of its edit units, as a
+// reader does, and compares with where the writer put them.
+void CheckSegment(const std::vector<uint8_t>& file, const KLV& segment, const Pack& body,
+                  const synth::SynthResult& result) {
+    ASSERT_EQ(segment.key, mxf_label::IndexTableSegment);
+    const auto items = LocalItems(file, segment);
+    const uint64_t start = Item(file, segment, mxf_tag::IndexStartPosition);
+    const uint64_t duration = Item(file, segment, mxf_tag::IndexDuration);
+    const uint64_t slices = Item(file, segment, mxf_tag::SliceCount);
+    const uint64_t deltas = items.at(mxf_tag::DeltaEntryArray).first + 8;
+    const uint64_t entries = items.at(mxf_tag::IndexEntryArray).first + 8;
+    const uint64_t entrySize = 11 + 4 * slices;
+    ASSERT_EQ(BigEndian(file, entries - 8, 4), duration);
+    for (uint64_t n = 0; n < duration; ++n) {
+        const synth::SynthPackage& package = result.packages[start + n];
+        const uint64_t entry = entries + n * entrySize;
+        const uint64_t streamOffset = BigEndian(file, entry + 3, 8);
+        const uint64_t packageAt =
+            body.Contents() + body.headerBytes + body.indexBytes - body.bodyOffset + streamOffset;
+        ASSERT_EQ(packageAt, package.systemOffset) << "edit unit " << start + n;
+        EXPECT_EQ(ReadKLV(file, packageAt).key, mxf_label::SystemMetadataPack);
+        EXPECT_EQ(BigEndian(file, entry + 2, 1), package.entry.flags);
+        for (size_t element = 1; element < 2 + package.sound.size(); ++element) {
+            const uint64_t slice = BigEndian(file, deltas + element * 6 + 1, 1);
+            const uint64_t delta = BigEndian(file, deltas + element * 6 + 2, 4);
+            const uint64_t sliceOffset = slice ? BigEndian(file, entry + 7 + 4 * slice, 4) : 0;
+            const KLV klv = ReadKLV(file, packageAt + sliceOffset + delta);
+            const synth::SynthElement& expected =
+                element == 1 ? package.picture : package.sound[element - 2];
+            EXPECT_EQ(klv.valueOffset, expected.offset) << "element " << element;
+            EXPECT_EQ(klv.length, expected.size);
+        }
+    }
+}
+
+TEST(MXFClipWriter, BodyPartitionsAreIndexedByTheFollowingPartition) {
+    TempDirectory dir;
+    SynthOptions o = Small(dir.root);
+    o.partitions = 3;
+    o.fill = true;
+    const synth::SynthResult result = synth::Synthesize(o);
+    const std::vector<uint8_t> file = ReadFile(result.paths.at(0));
+    ASSERT_EQ(result.partitions.size(), 5u);
+    ASSERT_EQ(result.fileSize, file.size());
+
+    const Pack header = ReadPack(file, 0);
+    EXPECT_EQ(header.minorVersion, 2);
+    EXPECT_EQ(header.footer, result.partitions.back().offset);
+    EXPECT_EQ(ReadKLV(file, header.Contents()).key, mxf_label::PrimerPack);
+    for (size_t k = 1; k <= 3; ++k) {
+        const Pack body = ReadPack(file, result.partitions[k].offset);
+        const Pack next = ReadPack(file, result.partitions[k + 1].offset);
+        EXPECT_EQ(body.bodySID, 2u);
+        EXPECT_EQ(result.partitions[k].frameCount, 8u);
+        EXPECT_EQ(body.indexBytes == 0, k == 1);
+        EXPECT_EQ(next.indexSID, 1u);
+        CheckSegment(file, ReadKLV(file, next.Contents()), body, result);
+    }
+    for (const synth::SynthPackage& package : result.packages)
+        EXPECT_EQ(package.systemOffset % o.kag, 0u) << "fill puts packages on the grid";
+
+    // Display order through the temporal offsets finds each picture where it was stored.
+    EXPECT_EQ(result.packages[0].entry.flags, 0xC0);
+    for (uint64_t d = 0; d < o.frames; ++d)
+        EXPECT_EQ(result.packages[d + result.packages[d].entry.temporalOffset].pictureNumber, d);
+
+    // The Random Index Pack ends the file with its own length and names every partition.
+    const uint64_t ripSize = BigEndian(file, file.size() - 4, 4);
+    const KLV rip = ReadKLV(file, file.size() - ripSize);
+    EXPECT_EQ(rip.key, mxf_label::RandomIndexPack);
+    ASSERT_EQ(rip.length, 12 * result.partitions.size() + 4);
+    for (size_t n = 0; n < result.partitions.size(); ++n) {
+        EXPECT_EQ(BigEndian(file, rip.valueOffset + 12 * n, 4), result.partitions[n].bodySID);
+        EXPECT_EQ(BigEndian(file, rip.valueOffset + 12 * n + 4, 8), result.partitions[n].offset);
+    }
+}
+
+TEST(MXFClipWriter, HeaderHeldIndexHasSegmentsAtOneStride) {
+    TempDirectory dir;
+    SynthOptions o = Small(dir.root);
+    o.headerIndex = true;
+    o.segmentFrames = 5;
+    o.randomIndexPack = false;
+    o.rateNumerator = 30000;
+    o.rateDenominator = 1001;
+    const synth::SynthResult result = synth::Synthesize(o);
+    const std::vector<uint8_t> file = ReadFile(result.paths.at(0));
+    ASSERT_EQ(result.partitions.size(), 3u);
+
+    const Pack header = ReadPack(file, 0);
+    const Pack body = ReadPack(file, result.partitions[1].offset);
+    const Pack footer = ReadPack(file, result.partitions[2].offset);
+    EXPECT_EQ(header.minorVersion, 3);
+    EXPECT_EQ(header.indexSID, 1u);
+    EXPECT_EQ(footer.indexBytes, 0u);
+    const uint64_t base = header.Contents() + header.headerBytes;
+    const uint64_t stride = ReadKLV(file, base).End() - base;
+    for (uint64_t n = 0; n < 5; ++n) {
+        const KLV segment = ReadKLV(file, base + n * stride);
+        EXPECT_EQ(Item(file, segment, mxf_tag::IndexStartPosition), 5 * n);
+        EXPECT_EQ(Item(file, segment, mxf_tag::IndexDuration), n < 4 ? 5u : 4u);
+        CheckSegment(file, segment, body, result);
+    }
+    // Without a Random Index Pack the footer's pack and fill end the file.
+    EXPECT_EQ(result.partitions[2].offset + header.kag, file.size());
+}
+
+TEST(MXFClipWriter, SameOptionsGiveTheSameBytesAnywhere) {
+    TempDirectory one, two;
+    SynthOptions o = Small(one.root);
+    o.codec = synth::SynthCodec::HEVC;
+    o.frames = 12;
+    o.channels = 3;
+    const std::vector<uint8_t> first = ReadFile(synth::Synthesize(o).paths.at(0));
+    o.outDir = two.root;
+    EXPECT_EQ(ReadFile(synth::Synthesize(o).paths.at(0)), first);
+}
+
+// A segment's entries form one local-set item of at most 64 KiB; a long clip gets the body
+// partitions it needs. Content made up here spares the encoder.
+TEST(MXFClipWriter, LongClipsGetEnoughPartitions) {
+    TempDirectory dir;
+    SynthOptions o = Small(dir.root);
+    o.frames = 1600;
+    o.channels = 8;
+    o.rateNumerator = 30000;
+    o.rateDenominator = 1001;  // sound elements of 1601 and 1602 samples: a slice each
+    const synth::ClipPlan plan(o);
+    std::vector<synth::PackageContent> packages(o.frames);
+    for (uint64_t i = 0; i < o.frames; ++i) {
+        packages[i].systemItem = Pattern(40);
+        packages[i].picture = Pattern(100 + i % 7);
+        packages[i].sound.assign(8, Pattern(plan.SoundSamples(i) * 3));
+        packages[i].entry.flags = 0xC0;
+    }
+    synth::UIDMaker uids(plan.Seed());
+    const synth::ClipLayout layout = synth::MXFClipWriter(plan, uids).Write(packages);
+    EXPECT_EQ(layout.sliceCount, 8);
+    ASSERT_EQ(layout.partitions.size(), 4u);
+    EXPECT_EQ(layout.partitions[1].frameCount, 800u);
+    EXPECT_EQ(layout.partitions[2].firstFrame, 800u);
+}
+
+}  // namespace

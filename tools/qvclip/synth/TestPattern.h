@@ -1,0 +1,28 @@
+// TestPattern: the moving picture of a test clip in planar Y'CbCr, 8 bits or more a sample (then
+// two bytes, little-endian, as the encoders take it), 4:2:0 or 4:2:2. Diagonal ramps scroll with
+// the picture's number, a white square moves across the middle, and the number stands in the top
+// left corner in seven-segment digits, white on black, so that a decoded frame shows which one
+// it is. Drawing depends on the number alone. A value: no state.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace synth {
+
+class TestPattern {
+public:
+    TestPattern(uint32_t width, uint32_t height, uint32_t bitDepth, uint32_t chroma);
+
+    // Draws picture `number` into the three planes, whose lines are `strides` bytes apart.
+    void Draw(uint64_t number, uint8_t* const planes[3], const int strides[3]) const;
+
+private:
+    template <typename Sample>
+    void DrawAs(uint64_t number, uint8_t* const planes[3], const int strides[3]) const;
+
+    uint32_t width, height, bitDepth, chromaHeightShift;
+    std::vector<uint16_t> lumaRamp, blueRamp, redRamp;  // one period and a line, 8-bit values
+};
+
+}  // namespace synth
