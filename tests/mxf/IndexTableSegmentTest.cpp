@@ -70,6 +70,14 @@ CUSharedPtr<IndexTableSegment> Parse(const SegmentShape& shape, uint32_t* result
     return segment;
 }
 
+SegmentShape Shape(uint8_t slices, int posTables, uint32_t entrySize) {
+    SegmentShape shape;
+    shape.sliceCount = slices;
+    shape.posTableCount = posTables;
+    shape.entrySize = entrySize;
+    return shape;
+}
+
 struct ParseCase {
     const char* name;
     SegmentShape shape;
@@ -82,16 +90,19 @@ TEST_P(IndexSegmentParse, EntrySizeMustMatchSlicesAndPositionTables) {
     uint32_t result = 0;
     CUSharedPtr<IndexTableSegment> segment = Parse(GetParam().shape, &result);
     EXPECT_EQ(result == 0, GetParam().parses);
-    if (!GetParam().parses) EXPECT_FALSE(segment->entryParser);
+    if (!GetParam().parses) {
+        EXPECT_FALSE(segment->entryParser);
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Shapes, IndexSegmentParse,
-                         ::testing::Values(ParseCase{"Plain", {0, -1, 11}, true},
-                                           ParseCase{"OneSliceNeedsFifteen", {1, -1, 11}, false},
-                                           ParseCase{"OneSlice", {1, -1, 15}, true},
-                                           ParseCase{"PositionTable", {0, 1, 19}, true},
-                                           ParseCase{"PositionTableTooSmall", {0, 1, 11}, false}),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, IndexSegmentParse,
+    ::testing::Values(ParseCase{"Plain", Shape(0, -1, 11), true},
+                      ParseCase{"OneSliceNeedsFifteen", Shape(1, -1, 11), false},
+                      ParseCase{"OneSlice", Shape(1, -1, 15), true},
+                      ParseCase{"PositionTable", Shape(0, 1, 19), true},
+                      ParseCase{"PositionTableTooSmall", Shape(0, 1, 11), false}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(IndexTableSegment, EntriesAndElementOffsets) {
     SegmentShape shape;
