@@ -1,0 +1,105 @@
+// The system item where the system item analysis reads it: stamp types and BCD timecode and date
+// at their offsets, drop-frame counting at 29.97, the acquisition item with its pack list, and a
+// picture structure that points at the parameter sets of the picture in the same package.
+#include <gtest/gtest.h>
+
+#include "support/TestFiles.h"
+#include "synth/support/FileWalk.h"
+
+#include "mxf/MXFLabels.h"
+#include "tools/qvclip/synth/ClipPlan.h"
+#include "tools/qvclip/synth/Synthesizer.h"
+#include "tools/qvclip/synth/SystemItemWriter.h"
+#include "tools/qvclip/synth/Timecode.h"
+
+namespace {
+
+using namespace qvtest;
+namespace item = mxf_system_item;
+
+// The values of the pack and the set, as a reader of the module delivers the system element.
+std::vector<uint8_t> Values(const std::vector<uint8_t>& klvs) {
+    const KLV pack = ReadKLV(klvs, 0), set = ReadKLV(klvs, pack.End());
+    std::vector<uint8_t> values(klvs.begin() + pack.valueOffset, klvs.begin() + pack.End());
+    values.insert(values.end(), klvs.begin() + set.valueOffset, klvs.begin() + set.End());
+    return values;
+}
+
+TEST(Timecode, DropFrameSkipsTwoNumbersAMinuteButEveryTenth) {
+    using synth::Timecode;
+    EXPECT_EQ(Timecode::FromFrameCount(1799, 30, true).Text(true), "00:00:59;29");
+    EXPECT_EQ(Timecode::FromFrameCount(1800, 30, true).Text(true), "00:01:00;02");
+    EXPECT_EQ(Timecode::FromFrameCount(17982, 30, true).Text(true), "00:10:00;00");
+    EXPECT_EQ(Timecode::FromFrameCount(3600 * 50, 50, false).Text(false), "01:00:00:00");
+    for (uint64_t count : {0ull, 1800ull, 17981ull, 107892ull, 2589407ull})
+        EXPECT_EQ(Timecode::FromFrameCount(count, 60, true).FrameCount(60, true), count);
+    EXPECT_FALSE(Timecode::Parse("00:01:00;01", 30, true));
+    EXPECT_TRUE(Timecode::Parse("00:10:00;00", 30, true));
+    EXPECT_FALSE(Timecode::Parse("00:00:00:25", 25, false));
+}
+
+TEST(SystemItemWriter, StampsStandWhereTheAnalysisReadsThem) {
+    synth::SynthOptions o;
+    o.rateNumerator = 30000;
+    o.rateDenominator = 1001;
+    o.timecode = "10:00:59;28";
+    o.date = "2031-12-24T23:59:58";
+    const synth::ClipPlan plan(o);
+    const auto bytes = Values(synth::SystemItemWriter(plan).Write(2, {}));
+    ASSERT_GE(bytes.size(), item::PackSize + 3);
+
+    EXPECT_EQ(bytes[item::UserStampType], item::StampTimecode);
+    const uint8_t timecode[] = {0x40 | 0x02, 0x00, 0x01, 0x10};  // 10:01:00;02, drop frame
+    EXPECT_TRUE(std::equal(timecode, timecode + 4, bytes.begin() + item::UserStamp));
+
+    EXPECT_EQ(bytes[item::CreationStampType], item::StampDateTime);
+    const uint8_t clock[] = {0x02, 0x58, 0x59, 0x23, 0x24, 0x12, 0x31, 0x00};  // 23:59:58, frame 2
+    EXPECT_TRUE(std::equal(clock, clock + 8, bytes.begin() + item::CreationStamp));
+
+    // Package metadata: the acquisition item, and in it the pack list with seven packs.
+    EXPECT_EQ(bytes[item::PackSize], item::AcquisitionItemTag);
+    EXPECT_EQ(BigEndian(bytes, item::PackSize + 1, 2), bytes.size() - item::PackSize - 3);
+    const KLV packs = ReadKLV(bytes, item::PackSize + 3);
+    EXPECT_EQ(packs.key, mxf_label::AcquisitionPackList);
+    EXPECT_EQ(bytes[packs.valueOffset], 7);
+    EXPECT_EQ(packs.length, 1 + 7 * 5u);
+}
+
+TEST(SystemItemWriter, PictureStructureFindsTheParameterSets) {
+    TempDirectory dir;
+    synth::SynthOptions o;
+    o.outDir = dir.root;
+    o.codec = synth::SynthCodec::HEVC;
+    o.width = 64;
+    o.height = 36;
+    o.frames = 3;
+    const synth::SynthResult result = synth::Synthesize(o);
+    const std::vector<uint8_t> file = ReadFile(result.paths.at(0));
+    for (const synth::SynthPackage& package : result.packages) {
+        const std::vector<uint8_t>& bytes = package.systemItem;
+        const KLV packs = ReadKLV(bytes, item::PackSize + 3);
+        const KLV structure = ReadKLV(bytes, packs.End());
+        ASSERT_EQ(structure.key, mxf_label::PictureStructure);
+        const uint8_t count = bytes[structure.valueOffset + 1];
+        std::vector<int> found;
+        for (uint8_t n = 0; n < count; ++n) {
+            const uint64_t entry = structure.valueOffset + 2 + 9 * n;
+            const uint64_t offset = BigEndian(bytes, entry + 1, 4);
+            const uint64_t size = BigEndian(bytes, entry + 5, 4);
+            ASSERT_LE(offset + size, package.picture.size);
+            found.push_back(bytes[entry]);
+            // The NAL unit header there says the same: VPS 32, SPS 33, PPS 34, slices below 32.
+            const int type = file[package.picture.offset + offset] >> 1 & 0x3F;
+            const int expected[] = {0, 33, 34, 0, -1, 32};
+            if (bytes[entry] == item::StructureSlice) {
+                EXPECT_LT(type, 32);
+            } else {
+                EXPECT_EQ(type, expected[bytes[entry]]);
+            }
+        }
+        const std::vector<int> keyPicture = {5, 1, 2, 4}, otherPicture = {4};
+        EXPECT_EQ(found, package.key ? keyPicture : otherPicture);
+    }
+}
+
+}  // namespace
