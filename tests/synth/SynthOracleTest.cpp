@@ -1,6 +1,7 @@
 // Independent readers agree with what the clip writer says it wrote: ffprobe and mediainfo see the
-// picture size, rate, duration and sound tracks of the descriptors, and ffmpeg's packets of every
-// stream have the digests of the elements, frame by frame. Without the tools the tests skip, or
+// picture size, rate, duration and sound tracks of the descriptors, ffmpeg's packets of every
+// stream have the digests of the elements, frame by frame, and its decoded pictures show their
+// numbers in display order. Without the tools the tests skip, or
 // fail when QV_REQUIRE_ORACLES=1.
 #include <gtest/gtest.h>
 
@@ -15,6 +16,7 @@
 #include "support/TestFiles.h"
 
 #include "tools/qvclip/synth/Synthesizer.h"
+#include "tools/qvclip/synth/TestPattern.h"
 
 namespace {
 
@@ -125,6 +127,14 @@ TEST_P(SynthOracle, IndependentReadersAgree) {
     std::vector<std::string> pictures;
     for (const synth::SynthPackage& p : result.packages) pictures.push_back(p.picture.md5);
     EXPECT_EQ(FrameMD5s(path, "v"), pictures);
+    // ffmpeg's decode of each picture, in display order, shows that picture's number.
+    const std::string luma =
+        Output("ffmpeg -v error -i '" + path + "' -map 0:v -f rawvideo -pix_fmt gray -");
+    const synth::TestPattern pattern(320, 180, 8, 420);
+    ASSERT_EQ(luma.size(), 320u * 180 * 24);
+    for (uint64_t n = 0; n < 24; ++n)
+        EXPECT_EQ(pattern.ReadNumber(reinterpret_cast<const uint8_t*>(&luma[n * 320 * 180]), 320),
+                  n);
     for (uint32_t k = 0; k < c.channels; ++k) {
         const std::string prefix = "streams.stream." + std::to_string(k + 1) + ".";
         EXPECT_EQ(probe[prefix + "codec_type"], "audio");

@@ -17,14 +17,6 @@ namespace {
 using namespace qvtest;
 namespace item = mxf_system_item;
 
-// The values of the pack and the set, as a reader of the module delivers the system element.
-std::vector<uint8_t> Values(const std::vector<uint8_t>& klvs) {
-    const KLV pack = ReadKLV(klvs, 0), set = ReadKLV(klvs, pack.End());
-    std::vector<uint8_t> values(klvs.begin() + pack.valueOffset, klvs.begin() + pack.End());
-    values.insert(values.end(), klvs.begin() + set.valueOffset, klvs.begin() + set.End());
-    return values;
-}
-
 TEST(Timecode, DropFrameSkipsTwoNumbersAMinuteButEveryTenth) {
     using synth::Timecode;
     EXPECT_EQ(Timecode::FromFrameCount(1799, 30, true).Text(true), "00:00:59;29");
@@ -45,7 +37,9 @@ TEST(SystemItemWriter, StampsStandWhereTheAnalysisReadsThem) {
     o.timecode = "10:00:59;28";
     o.date = "2031-12-24T23:59:58";
     const synth::ClipPlan plan(o);
-    const auto bytes = Values(synth::SystemItemWriter(plan).Write(2, {}));
+    const synth::SystemItem written = synth::SystemItemWriter(plan).Write(2, {});
+    std::vector<uint8_t> bytes = written.pack;
+    bytes.insert(bytes.end(), written.set.begin(), written.set.end());
     ASSERT_GE(bytes.size(), item::PackSize + 3);
 
     EXPECT_EQ(bytes[item::UserStampType], item::StampTimecode);

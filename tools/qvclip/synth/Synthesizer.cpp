@@ -7,7 +7,6 @@ extern "C" {
 #include <algorithm>
 
 #include "tools/qvclip/synth/ClipPlan.h"
-#include "tools/qvclip/synth/KLVWriter.h"
 #include "tools/qvclip/synth/SoundTone.h"
 #include "tools/qvclip/synth/SystemItemWriter.h"
 #include "tools/qvclip/synth/TestPatternEncoder.h"
@@ -33,16 +32,6 @@ std::string MD5(const std::vector<uint8_t>& bytes) {
 
 SynthElement Element(const ValuePlace& place, const std::vector<uint8_t>& bytes) {
     return {place.offset, place.size, MD5(bytes)};
-}
-
-// The values of the system item's two KLVs, one behind the other, as a reader delivers them.
-std::vector<uint8_t> SystemItemValues(const std::vector<uint8_t>& item) {
-    const uint64_t packKLV = KLVSize(mxf_system_item::PackSize);
-    std::vector<uint8_t> values(item.begin() + (packKLV - mxf_system_item::PackSize),
-                                item.begin() + packKLV);
-    const uint64_t setValue = packKLV + KeySize + BERSize(item.size() - packKLV);
-    values.insert(values.end(), item.begin() + setValue, item.end());
-    return values;
 }
 
 }  // namespace
@@ -72,12 +61,14 @@ SynthResult Synthesize(const SynthOptions& options) {
             static_cast<int8_t>(static_cast<int64_t>(storedAt[d]) - static_cast<int64_t>(d));
 
     const SystemItemWriter systemItems(plan);
+    std::vector<SystemItem> items;
     std::vector<SoundTone> tones;
     for (uint32_t c = 0; c < options.channels; ++c)
         tones.emplace_back(c, options.soundBits, ClipPlan::SampleRate);
     for (uint64_t s = 0; s < frames; ++s) {
         PackageContent& p = packages[s];
-        p.systemItem = systemItems.Write(s, pictures[s].bytes);
+        items.push_back(systemItems.Write(s, pictures[s].bytes));
+        p.systemItem = items.back().KLVs();
         p.picture = std::move(pictures[s].bytes);
         for (const SoundTone& tone : tones)
             p.sound.push_back(tone.Samples(plan.SoundSampleStart(s), plan.SoundSamples(s)));
@@ -99,7 +90,8 @@ SynthResult Synthesize(const SynthOptions& options) {
         out.pictureNumber = pictures[s].number;
         out.key = pictures[s].key;
         out.entry = p.entry;
-        out.systemItem = SystemItemValues(p.systemItem);
+        out.systemItem = std::move(items[s].pack);
+        out.systemItem.insert(out.systemItem.end(), items[s].set.begin(), items[s].set.end());
         out.systemOffset = place.systemOffset;
         out.picture = Element(place.picture, p.picture);
         for (size_t c = 0; c < p.sound.size(); ++c)

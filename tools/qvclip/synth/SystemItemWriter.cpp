@@ -34,8 +34,7 @@ void Pack(ByteBuffer& out, uint8_t id, uint32_t data) {
 
 }  // namespace
 
-std::vector<uint8_t> SystemItemWriter::Write(uint64_t frame,
-                                             std::span<const uint8_t> picture) const {
+SystemItem SystemItemWriter::Write(uint64_t frame, std::span<const uint8_t> picture) const {
     const SynthOptions& o = plan.options;
     ByteBuffer pack;
     pack.U8(static_cast<uint8_t>(BitmapLabel | BitmapCreationStamp | BitmapUserStamp |
@@ -90,9 +89,13 @@ std::vector<uint8_t> SystemItemWriter::Write(uint64_t frame,
     set.U16(static_cast<uint16_t>(acquisition.Size()));
     set.Bytes(acquisition.Data());
 
+    return {pack.Take(), set.Take()};
+}
+
+std::vector<uint8_t> SystemItem::KLVs() const {
     ByteBuffer item;
-    AppendKLV(item, mxf_label::SystemMetadataPack, pack.Data());
-    AppendKLV(item, mxf_label::PackageMetadataSet, set.Data());
+    AppendKLV(item, mxf_label::SystemMetadataPack, pack);
+    AppendKLV(item, mxf_label::PackageMetadataSet, set);
     return item.Take();
 }
 

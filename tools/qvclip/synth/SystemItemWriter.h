@@ -1,4 +1,4 @@
-// SystemItemWriter: the system item that opens each content package of a test clip, as two KLVs:
+// SystemItemWriter: the system item that opens each content package of a test clip, two KLVs:
 // the system metadata pack, with the package's timecode as user stamp and the recording date and
 // time of day as creation stamp, and the package metadata set, whose acquisition item holds a
 // pack list (focus, zoom, shutter, iris, white balance, gain, ISO; focus drifts with the frame)
@@ -14,11 +14,16 @@
 
 namespace synth {
 
+struct SystemItem {
+    std::vector<uint8_t> pack, set;  // the values of the two KLVs
+    std::vector<uint8_t> KLVs() const;
+};
+
 class SystemItemWriter {
 public:
     explicit SystemItemWriter(const ClipPlan& plan) : plan(plan) {}
 
-    std::vector<uint8_t> Write(uint64_t frame, std::span<const uint8_t> picture) const;
+    SystemItem Write(uint64_t frame, std::span<const uint8_t> picture) const;
 
 private:
     const ClipPlan& plan;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <string>
 
 namespace synth {
 
@@ -10,6 +9,7 @@ namespace {
 
 constexpr uint32_t RampPeriod = 512;
 constexpr uint16_t Black = 16, White = 235, Neutral = 128;
+constexpr uint32_t ShownDigits = 6;
 
 // Segments a to g of the digits 0 to 9, bit 0 for a.
 constexpr uint8_t DigitSegments[10] = {0x3F, 0x06, 0x5B, 0x4F, 0x66, 0x6D, 0x7D, 0x07, 0x7F, 0x6F};
@@ -32,6 +32,48 @@ uint32_t Even(uint32_t value) {
 struct Rect {
     uint32_t x, y, w, h;
 };
+
+uint32_t Power10(uint32_t exponent) {
+    uint32_t value = 1;
+    while (exponent--) value *= 10;
+    return value;
+}
+
+// Where the digits stand: a row of `count` cells in a black box in the top left corner.
+struct DigitLayout {
+    uint32_t count = 0, modulus = 1;
+    uint32_t height = 0, width = 0, half = 0, thick = 0, pitch = 0;
+};
+
+DigitLayout Layout(uint32_t pictureWidth, uint32_t pictureHeight) {
+    DigitLayout d;
+    d.height = Even(std::max(10u, pictureHeight / 8));
+    d.width = Even(d.height / 2);
+    d.half = Even(d.height / 2);
+    // Thick enough to survive compression, thin enough that no segment's middle lies in another.
+    d.thick = std::max(2u, Even(d.height / 6));
+    d.pitch = d.width + 2 * d.thick;
+    if (d.height + 2 * d.thick > pictureHeight) return d;
+    d.count = std::min(ShownDigits, (pictureWidth - 2 * d.thick) / d.pitch);
+    d.modulus = Power10(d.count);
+    return d;
+}
+
+// Segment a to g (0 to 6) of the digit in cell `position`.
+Rect Segment(const DigitLayout& d, uint32_t position, int segment) {
+    const uint32_t x = 2 * d.thick + position * d.pitch, y = d.thick;
+    const uint32_t right = x + d.width - d.thick, lower = d.height - d.half;
+    const Rect parts[7] = {
+        {x, y, d.width, d.thick},                         // a
+        {right, y, d.thick, d.half},                      // b
+        {right, y + d.half, d.thick, lower},              // c
+        {x, y + d.height - d.thick, d.width, d.thick},    // d
+        {x, y + d.half, d.thick, lower},                  // e
+        {x, y, d.thick, d.half},                          // f
+        {x, y + d.half - d.thick / 2, d.width, d.thick},  // g
+    };
+    return parts[segment];
+}
 
 }  // namespace
 
@@ -81,35 +123,38 @@ void TestPattern::DrawAs(uint64_t number, uint8_t* const planes[3], const int st
           side},
          White);
 
-    // The digits: at least four, as many as the number needs, and no more than fit.
-    const std::string digits = [&] {
-        std::string text = std::to_string(number);
-        return text.size() < 4 ? std::string(4 - text.size(), '0') + text : text;
-    }();
-    const uint32_t thick = std::max(2u, Even(height / 48));
-    const uint32_t digitHeight = Even(std::max(10u, height / 6));
-    const uint32_t digitWidth = Even(digitHeight / 2);
-    const uint32_t pitch = digitWidth + 2 * thick;
-    const uint32_t count =
-        std::min<uint32_t>(static_cast<uint32_t>(digits.size()), (width - 2 * thick) / pitch);
-    if (count == 0 || digitHeight + 2 * thick > height) return;
-    fill({0, 0, count * pitch + 2 * thick, digitHeight + 2 * thick}, Black);
-    const uint32_t half = Even(digitHeight / 2);
-    for (uint32_t i = 0; i < count; ++i) {
-        const uint8_t segments = DigitSegments[digits[digits.size() - count + i] - '0'];
-        const uint32_t x = 2 * thick + i * pitch, y = thick;
-        const Rect parts[7] = {
-            {x, y, digitWidth, thick},                                      // a
-            {x + digitWidth - thick, y, thick, half},                       // b
-            {x + digitWidth - thick, y + half, thick, digitHeight - half},  // c
-            {x, y + digitHeight - thick, digitWidth, thick},                // d
-            {x, y + half, thick, digitHeight - half},                       // e
-            {x, y, thick, half},                                            // f
-            {x, y + half - thick / 2, digitWidth, thick},                   // g
-        };
-        for (int s = 0; s < 7; ++s)
-            if (segments & (1 << s)) fill(parts[s], White);
+    const DigitLayout digits = Layout(width, height);
+    if (digits.count == 0) return;
+    fill({0, 0, digits.count * digits.pitch + 2 * digits.thick, digits.height + 2 * digits.thick},
+         Black);
+    for (uint32_t i = 0, shown = static_cast<uint32_t>(number % digits.modulus); i < digits.count;
+         ++i) {
+        const uint32_t place = digits.count - 1 - i;
+        const uint8_t segments = DigitSegments[shown / Power10(place) % 10];
+        for (int segment = 0; segment < 7; ++segment)
+            if (segments & (1 << segment)) fill(Segment(digits, i, segment), White);
     }
+}
+
+std::optional<uint64_t> TestPattern::ReadNumber(const uint8_t* luma, int stride) const {
+    const DigitLayout digits = Layout(width, height);
+    if (digits.count == 0) return std::nullopt;
+    const uint32_t threshold = (uint32_t{Black} + White) / 2 << (bitDepth - 8);
+    uint64_t number = 0;
+    for (uint32_t i = 0; i < digits.count; ++i) {
+        uint8_t segments = 0;
+        for (int segment = 0; segment < 7; ++segment) {
+            const Rect r = Segment(digits, i, segment);
+            const uint8_t* row = luma + static_cast<size_t>(stride) * (r.y + r.h / 2);
+            const uint32_t x = r.x + r.w / 2;
+            const uint32_t value = bitDepth == 8 ? row[x] : row[2 * x] | row[2 * x + 1] << 8;
+            if (value > threshold) segments |= static_cast<uint8_t>(1 << segment);
+        }
+        const auto found = std::find(std::begin(DigitSegments), std::end(DigitSegments), segments);
+        if (found == std::end(DigitSegments)) return std::nullopt;
+        number = number * 10 + static_cast<uint64_t>(found - std::begin(DigitSegments));
+    }
+    return number;
 }
 
 }  // namespace synth

@@ -1,0 +1,56 @@
+// The pattern shows its picture's number so that it can be read back, at 8 and 10 bits, and it
+// moves from one picture to the next.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "tools/qvclip/synth/TestPattern.h"
+
+namespace {
+
+struct Planes {
+    Planes(uint32_t width, uint32_t height, uint32_t bytes, uint32_t chromaHeight)
+        : y(width * height * bytes), cb(width / 2 * chromaHeight * bytes), cr(cb.size()) {
+        strides[0] = static_cast<int>(width * bytes);
+        strides[1] = strides[2] = static_cast<int>(width / 2 * bytes);
+    }
+    uint8_t* const* Pointers() {
+        pointers[0] = y.data(), pointers[1] = cb.data(), pointers[2] = cr.data();
+        return pointers;
+    }
+    std::vector<uint8_t> y, cb, cr;
+    int strides[3];
+    uint8_t* pointers[3];
+};
+
+TEST(TestPattern, ShowsTheNumberToBeReadBack) {
+    for (uint32_t depth : {8u, 10u}) {
+        const synth::TestPattern pattern(320, 180, depth, depth == 8 ? 420 : 422);
+        Planes planes(320, 180, depth == 8 ? 1 : 2, depth == 8 ? 90 : 180);
+        for (uint64_t number : {0ull, 9ull, 42ull, 123456ull, 7654321ull}) {
+            pattern.Draw(number, planes.Pointers(), planes.strides);
+            EXPECT_EQ(pattern.ReadNumber(planes.y.data(), planes.strides[0]), number % 1000000)
+                << depth << " bits";
+        }
+    }
+    // A narrow picture shows the last digits that fit.
+    const synth::TestPattern narrow(16, 16, 8, 420);
+    Planes planes(16, 16, 1, 8);
+    narrow.Draw(123, planes.Pointers(), planes.strides);
+    EXPECT_EQ(narrow.ReadNumber(planes.y.data(), planes.strides[0]), 3u);
+}
+
+TEST(TestPattern, MovesFromOnePictureToTheNext) {
+    const synth::TestPattern pattern(64, 36, 8, 420);
+    Planes one(64, 36, 1, 18), two(64, 36, 1, 18);
+    pattern.Draw(5, one.Pointers(), one.strides);
+    pattern.Draw(6, two.Pointers(), two.strides);
+    const size_t lastLine = one.y.size() - 64;
+    EXPECT_NE(std::vector<uint8_t>(one.y.begin() + lastLine, one.y.end()),
+              std::vector<uint8_t>(two.y.begin() + lastLine, two.y.end()));
+    EXPECT_NE(one.cb, two.cb);
+    pattern.Draw(5, two.Pointers(), two.strides);
+    EXPECT_EQ(one.y, two.y);
+}
+
+}  // namespace
