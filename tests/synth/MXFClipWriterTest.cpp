@@ -29,7 +29,7 @@ SynthOptions Small(const std::string& dir) {
 struct Pack {
     KLV klv;
     uint16_t minorVersion = 0;
-    uint64_t thisPartition = 0, footer = 0, headerBytes = 0, indexBytes = 0, bodyOffset = 0;
+    uint64_t thisPartition = 0, previous = 0, footer = 0, headerBytes = 0, indexBytes = 0, bodyOffset = 0;
     uint32_t kag = 0, indexSID = 0, bodySID = 0;
     uint64_t Contents() const { return thisPartition + kag; }  // behind the pack and its fill
 };
@@ -41,6 +41,7 @@ Pack ReadPack(const std::vector<uint8_t>& file, uint64_t offset) {
     p.minorVersion = static_cast<uint16_t>(BigEndian(file, v + 2, 2));
     p.kag = static_cast<uint32_t>(BigEndian(file, v + 4, 4));
     p.thisPartition = BigEndian(file, v + 8, 8);
+    p.previous = BigEndian(file, v + 16, 8);
     p.footer = BigEndian(file, v + 24, 8);
     p.headerBytes = BigEndian(file, v + 32, 8);
     p.indexBytes = BigEndian(file, v + 40, 8);
@@ -115,6 +116,7 @@ TEST(MXFClipWriter, BodyPartitionsAreIndexedByTheFollowingPartition) {
         EXPECT_EQ(result.partitions[k].frameCount, 8u);
         EXPECT_EQ(body.indexBytes == 0, k == 1);
         EXPECT_EQ(next.indexSID, 1u);
+        EXPECT_EQ(next.previous, body.thisPartition);
         CheckSegment(file, ReadKLV(file, next.Contents()), body, result);
     }
     for (const synth::SynthPackage& package : result.packages)
