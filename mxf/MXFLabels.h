@@ -32,22 +32,10 @@ inline constexpr Label IndexTableSegment = {0x06, 0x0E, 0x2B, 0x34, 0x02, 0x53, 
 
 // Structural metadata sets: 2-byte tags and lengths, the set's number in bytes 13 and 14.
 constexpr Label StructuralSet(uint16_t number) {
-    return {0x06,
-            0x0E,
-            0x2B,
-            0x34,
-            0x02,
-            0x53,
-            0x01,
-            0x01,
-            0x0D,
-            0x01,
-            0x01,
-            0x01,
-            0x01,
-            static_cast<uint8_t>(number >> 8),
-            static_cast<uint8_t>(number & 0xFF),
-            0x00};
+    Label key = {0x06, 0x0E, 0x2B, 0x34, 0x02, 0x53, 0x01, 0x01, 0x0D, 0x01, 0x01, 0x01, 0x01};
+    key[13] = static_cast<uint8_t>(number >> 8);
+    key[14] = static_cast<uint8_t>(number & 0xFF);
+    return key;
 }
 
 namespace set_number {
@@ -142,7 +130,7 @@ constexpr Label CodingAVC(uint8_t kind, uint8_t profile) {
             0x04, 0x01, 0x02, 0x02, 0x01, kind, profile, 0x01};
 }
 // MPEG-2 video: byte 13 the profile and level (0x01 MP@ML, 0x02 422P@ML, 0x03 MP@HL, 0x05
-// 422P@HL), byte 14 the GOP structure (see MPEG2LongGOP).
+// 422P@HL), byte 14 the GOP structure (see MPEG2Structure).
 constexpr Label CodingMPEG2(uint8_t profileLevel, uint8_t structure) {
     return {0x06, 0x0E, 0x2B, 0x34, 0x04, 0x01,         0x01,      0x03,
             0x04, 0x01, 0x02, 0x02, 0x01, profileLevel, structure, 0x00};
