@@ -78,7 +78,8 @@ uint64_t CacheFileStream::ReadLocked(uint8_t* buffer, uint64_t count, int64_t of
     manager->Acquire(this);
     if (!cache) return 0;
     for (uint64_t remaining = wanted; remaining > 0;) {
-        const uint64_t got = ReadPiece(*manager, buffer, at, remaining);
+        uint64_t got = ReadWholeBlocks(buffer, at, remaining);
+        if (got == 0) got = ReadPiece(*manager, buffer, at, remaining);
         if (got == 0) return 0;
         buffer += got;
         at += got;
@@ -86,6 +87,16 @@ uint64_t CacheFileStream::ReadLocked(uint8_t* buffer, uint64_t count, int64_t of
         position = at;
     }
     return wanted;
+}
+
+uint64_t CacheFileStream::ReadWholeBlocks(uint8_t* buffer, uint64_t at, uint64_t count) {
+    if ((at & kOffsetMask) != 0 || count < kBlockSize || !cache) return 0;
+    uint64_t run = 0;
+    while (count - run >= kBlockSize && !cache->Holds(lentAt, at + run)) run += kBlockSize;
+    if (run == 0) return 0;
+    bool failed = false;
+    const uint64_t got = CUPosixFile::ReadAt(handle, buffer, run, at, &failed);
+    return failed || got != run ? 0 : run;
 }
 
 uint64_t CacheFileStream::ReadPiece(MBXMemoryCacheManager& manager, uint8_t* buffer, uint64_t at,

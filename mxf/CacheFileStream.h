@@ -3,6 +3,8 @@
 //
 // The file is shared with other readers and writers (no flock); bytes already cached keep their
 // old value when another program changes the file. `size` is fixed when the file opens.
+// Whole blocks that the cache does not hold, asked for by one read, bypass it (ReadWholeBlocks):
+// essence is copied once, and the small reads of headers and indexes keep their blocks.
 // Threads: every operation holds the stream's `lock`, so one stream runs one Read at a time;
 // several streams read at once. A Read takes the manager's lock for its Acquire and a cache's lock
 // for list work and copies, in that order; file reads run outside both.
@@ -54,6 +56,12 @@ private:
     CacheFileStream() = default;
 
     uint64_t ReadLocked(uint8_t* buffer, uint64_t count, int64_t offset, uint32_t origin);
+    // Whole blocks that no block of the cache holds, read from the file straight into `buffer`
+    // in one call and not cached: the bytes of a large element are copied once, and streaming
+    // essence does not push the header and index blocks out of the cache. Gives the bytes read;
+    // 0 when `at` is not on a block boundary, less than a block is wanted, the first block is
+    // cached, or the file read fails (the piece-wise path then decides).
+    uint64_t ReadWholeBlocks(uint8_t* buffer, uint64_t at, uint64_t count);
     // One piece: from `at` to the end of its block at most. Gives its bytes, 0 on failure.
     uint64_t ReadPiece(MBXMemoryCacheManager& manager, uint8_t* buffer, uint64_t at,
                        uint64_t count);

@@ -1,5 +1,7 @@
 #include "mxf/MBXMemoryCache.h"
 
+#include <algorithm>
+
 #include <cstring>
 #include <new>
 
@@ -94,6 +96,13 @@ MBXBlockAnswer MBXMemoryCache::CopyFromBlock(uint64_t lentAt, uint64_t position,
     *copied = std::min(count, block->length - offset);
     std::memcpy(to, block->data + offset, *copied);
     return MBXBlockAnswer::Found;
+}
+
+bool MBXMemoryCache::Holds(uint64_t lentAt, uint64_t key) {
+    CUAutoLock guard(&lock);
+    if (lentAt != generation) return false;
+    return std::any_of(usedBlocks.begin(), usedBlocks.end(),
+                       [key](const MBXBlockRecord* block) { return block->key == key; });
 }
 
 MBXBlockAnswer MBXMemoryCache::PinBlock(uint64_t lentAt, uint64_t key, MBXBlockRecord** pinned) {

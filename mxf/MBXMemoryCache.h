@@ -84,6 +84,8 @@ public:
     // Copies up to `count` bytes of the file at `position`, to the end of its block at most.
     MBXBlockAnswer CopyFromBlock(uint64_t lentAt, uint64_t position, uint8_t* to, uint64_t count,
                                  uint64_t* copied);
+    // Whether a used block holds `key` under the generation `lentAt`; no block moves.
+    bool Holds(uint64_t lentAt, uint64_t key);
     // Acquires the block of `key` and pins it, empty, so that the caller can fill it unlocked.
     MBXBlockAnswer PinBlock(uint64_t lentAt, uint64_t key, MBXBlockRecord** pinned);
     // Ends a fill that brought `filled` bytes (0 for a failed read): copies up to `count` bytes

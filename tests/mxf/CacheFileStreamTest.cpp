@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <cstdint>
 #include <filesystem>
 #include <set>
@@ -33,6 +35,17 @@ protected:
 std::vector<uint8_t> ReadBytes(CacheFileStream& stream, uint64_t at, uint64_t count) {
     std::vector<uint8_t> out(count);
     out.resize(stream.Read(out.data(), count, static_cast<int64_t>(at), CUStreamOriginBegin));
+    return out;
+}
+
+// The same in pieces smaller than a block, so that every byte goes through the cache.
+std::vector<uint8_t> ReadInPieces(CacheFileStream& stream, uint64_t count) {
+    std::vector<uint8_t> out;
+    for (uint64_t at = 0; at < count; at += 4096) {
+        const std::vector<uint8_t> piece =
+            ReadBytes(stream, at, std::min<uint64_t>(4096, count - at));
+        out.insert(out.end(), piece.begin(), piece.end());
+    }
     return out;
 }
 
@@ -88,7 +101,7 @@ TEST_F(CacheFileStreamTest, EleventhFileStealsTheCacheOfTheOneReadLongestAgo) {
         ASSERT_TRUE(streams[i]);
     }
     const auto readsRight = [&](size_t i) {
-        return ReadBytes(*streams[i], 0, bytes[i].size()) == bytes[i];
+        return ReadInPieces(*streams[i], bytes[i].size()) == bytes[i];
     };
     std::vector<MBXMemoryCache*> caches;
     EXPECT_TRUE(readsRight(0));
@@ -106,10 +119,26 @@ TEST_F(CacheFileStreamTest, EleventhFileStealsTheCacheOfTheOneReadLongestAgo) {
     EXPECT_EQ(streams[kPool]->CurrentCache(), caches[0]);
     // The loser's cache was reset: its next read comes from disk, into the cache of the file
     // that is now the oldest.
-    EXPECT_EQ(ReadBytes(*streams[0], 0, changed.size()), changed);
+    EXPECT_EQ(ReadInPieces(*streams[0], changed.size()), changed);
     EXPECT_EQ(streams[0]->CurrentCache(), caches[1]);
     EXPECT_TRUE(readsRight(1));
     EXPECT_EQ(streams[1]->CurrentCache(), caches[2]);
+}
+
+// A read of whole blocks that the cache does not hold goes straight to the file and leaves the
+// cache alone; a block the cache holds is still served from it.
+TEST_F(CacheFileStreamTest, WholeBlocksBypassTheCache) {
+    const std::vector<uint8_t> bytes = Pattern(3 * kBlock, 7);
+    CUSharedPtr<CacheFileStream> stream = Open("f", bytes);
+    ASSERT_EQ(ReadBytes(*stream, kBlock, 10), Slice(bytes, kBlock, 10));  // block 1 cached
+    const std::vector<uint8_t> changed = Pattern(bytes.size(), 70);
+    WriteFile(dir.Native("f"), changed);
+    std::vector<uint8_t> expected = Slice(changed, 0, kBlock);
+    const std::vector<uint8_t> cached = Slice(bytes, kBlock, kBlock);
+    expected.insert(expected.end(), cached.begin(), cached.end());
+    const std::vector<uint8_t> tail = Slice(changed, 2 * kBlock, kBlock);
+    expected.insert(expected.end(), tail.begin(), tail.end());
+    EXPECT_EQ(ReadBytes(*stream, 0, 3 * kBlock), expected);
 }
 
 TEST_F(CacheFileStreamTest, ReleasedCacheIsTheNextOneTaken) {
