@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "support/Oracle.h"
 #include "support/TestFiles.h"
 
 #include "tools/qvclip/synth/Synthesizer.h"
@@ -20,6 +21,7 @@
 
 namespace {
 
+using namespace qvtest;
 using synth::SynthCodec;
 
 struct OracleCase {
@@ -33,59 +35,9 @@ void PrintTo(const OracleCase& c, std::ostream* out) {
     *out << c.name;
 }
 
-std::string Output(const std::string& command) {
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return output;
-    char buffer[4096];
-    for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) output.append(buffer, n);
-    EXPECT_EQ(pclose(pipe), 0) << command;
-    return output;
-}
-
-// The hash column of ffmpeg's framemd5 output, packet by packet; side data may follow it.
-std::vector<std::string> FrameMD5s(const std::string& path, const std::string& stream) {
-    std::istringstream lines(
-        Output("ffmpeg -v error -i '" + path + "' -map 0:" + stream + " -c copy -f framemd5 -"));
-    std::vector<std::string> digests;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.empty() || line[0] == '#') continue;
-        std::istringstream columns(line);
-        std::string column;
-        for (int n = 0; n < 6; ++n) std::getline(columns, column, ',');
-        digests.push_back(column.substr(column.find_first_not_of(' ')));
-    }
-    return digests;
-}
-
-// ffprobe's "flat" output: streams.stream.N.key=value, quotes removed.
-std::map<std::string, std::string> Probe(const std::string& path) {
-    std::istringstream lines(Output(
-        "ffprobe -v error -show_entries stream=codec_type,codec_name,width,height,r_frame_rate,"
-        "channels,sample_rate,bits_per_sample,duration -of flat '" +
-        path + "'"));
-    std::map<std::string, std::string> fields;
-    for (std::string line; std::getline(lines, line);) {
-        const size_t equals = line.find('=');
-        if (equals == std::string::npos) continue;
-        std::string value = line.substr(equals + 1);
-        if (value.size() >= 2 && value.front() == '"') value = value.substr(1, value.size() - 2);
-        fields[line.substr(0, equals)] = value;
-    }
-    return fields;
-}
-
 class SynthOracle : public testing::TestWithParam<OracleCase> {
 protected:
-    void SetUp() override {
-        for (const char* tool : {"ffprobe", "ffmpeg", "mediainfo"}) {
-            if (std::system((std::string("command -v ") + tool + " >/dev/null 2>&1").c_str()) == 0)
-                continue;
-            const char* require = std::getenv("QV_REQUIRE_ORACLES");
-            if (require && std::string(require) == "1") FAIL() << tool << " is missing";
-            GTEST_SKIP() << tool << " is missing";
-        }
-    }
+    void SetUp() override { qvtest::RequireOracles({"ffprobe", "ffmpeg", "mediainfo"}); }
 };
 
 TEST_P(SynthOracle, IndependentReadersAgree) {
