@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds qvclip (release) and runs the main job.
+# Builds qvclip (release) and runs the main job on a sample clip it synthesizes into demo-out/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -7,4 +7,5 @@ cmake --preset release >/dev/null
 cmake --build --preset release --target qvclip
 qvclip=build/release/tools/qvclip/qvclip
 "$qvclip" --version
-"$qvclip" --help
+echo "sample clip:"
+"$qvclip" synth --out demo-out --name A001C001 --frames 50 --size 1280x720 --channels 4
