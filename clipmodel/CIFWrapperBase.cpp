@@ -1,0 +1,1 @@
+#include "clipmodel/CIFWrapperBase.h"
