@@ -1,0 +1,1 @@
+#include "clipmodel/CMBXAnalyzeSystemItemData.h"

@@ -1,0 +1,1 @@
+#include "clipmodel/StreamManager.h"

@@ -1,0 +1,1 @@
+#include "mxf/MXFWrapper.h"
