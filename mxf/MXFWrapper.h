@@ -17,6 +17,7 @@
 #include "clipmodel/ICVCProp.h"
 #include "foundation/CUStringWin.h"
 #include "mxf/MXFStream.h"
+#include "mxf/STTrack.h"
 
 class MXFWrapper : public ICVCProp, public CUObject {
 public:
@@ -70,5 +71,13 @@ public:
     uint8_t intraCoded = 0;
 
 private:
+    bool IsOfFamily();
+    uint32_t ReadParameters();
+    void ReadPicture(const STTrack& track);
+    void ReadSound(const STTrack& track);
+    // Walks forward from `frame` to the first frame whose index flags `take` accepts.
+    template <class Take>
+    bool Walk(uint64_t frame, uint64_t* found, Take take);
+
     std::string failure;
 };
