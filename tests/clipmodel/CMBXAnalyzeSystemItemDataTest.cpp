@@ -1,0 +1,350 @@
+#include "clipmodel/CMBXAnalyzeSystemItemData.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "clipmodel/SystemItemKeys.h"
+#include "foundation/CUNumber.h"
+#include "foundation/CUVector.h"
+#include "mxf/MXFLabels.h"
+#include "support/ByteWriter.h"
+#include "support/TestFiles.h"
+#include "tools/qvclip/synth/Synthesizer.h"
+
+namespace {
+
+using qvtest::ByteWriter;
+using Bytes = std::vector<uint8_t>;
+using Vector = CUVector<unsigned int>;
+namespace msi = mxf_system_item;
+
+const Bytes DateTimeStamp = {0xE5, 0xB9, 0x59, 0xE3, 0x31, 0x12, 0x24, 0x09};
+const Bytes UserTimecode = {0x12, 0x34, 0x56, 0x21};
+
+// The 57-byte system metadata pack with the two stamps; a type of 0 leaves a stamp out.
+ByteWriter Pack(uint8_t creationType = msi::StampDateTime, Bytes creation = DateTimeStamp,
+                uint8_t userType = msi::StampTimecode) {
+    ByteWriter w;
+    w.Fill(msi::CreationStampType).U8(creationType).Bytes(creation);
+    w.Fill(msi::UserStampType - w.Size()).U8(userType).Bytes(UserTimecode);
+    return w.Fill(msi::PackSize - w.Size());
+}
+
+Bytes Triplet(const mxf_label::Label& key, const Bytes& value, unsigned longBytes = 0) {
+    return ByteWriter().Bytes(key).BERLength(value.size(), longBytes).Bytes(value).Data();
+}
+
+ByteWriter& Item(ByteWriter& w, const Bytes& content, uint8_t tag = msi::AcquisitionItemTag) {
+    return w.U8(tag).U16(uint16_t(content.size())).Bytes(content);
+}
+
+Bytes PackList(const std::vector<std::pair<uint8_t, uint32_t>>& packs) {
+    ByteWriter w;
+    w.U8(uint8_t(packs.size()));
+    for (auto [id, data] : packs) w.U8(id).U32(data);
+    return Triplet(mxf_label::AcquisitionPackList, w.Data());
+}
+
+struct Analysed {
+    bool result;
+    CUSharedPtr<CMBXAnalyzeSystemItemData> a;
+    CUSharedPtr<CUObject> Get(const char* key) const {
+        return a->metadata->ObjectForKey(CUCreate<CUStringWin>(key));
+    }
+    CUSharedPtr<CUNumber> Number(const char* key) const { return CUSharedPtr<CUNumber>(Get(key)); }
+};
+
+Analysed Analyse(const Bytes& bytes) {
+    auto a = CUCreate<CMBXAnalyzeSystemItemData>(
+        CUCreate<CUMemoryStream>(bytes.empty() ? nullptr : bytes.data(), bytes.size()));
+    const bool result = a->Analyze();
+    return {result, a};
+}
+
+Analysed AnalyseAcquisition(const Bytes& content) {
+    ByteWriter w = Pack(0, DateTimeStamp, 0);
+    return Analyse(Item(w, content).Data());
+}
+
+enum Width { U8, U16, U32, F32 };
+struct Expected {
+    const char* key;
+    Width width;
+    uint32_t value;  // bits of a float
+};
+struct PackCase {
+    uint8_t id;
+    uint32_t data;
+    std::vector<Expected> keys;
+};
+
+void PrintTo(const PackCase& c, std::ostream* os) {
+    *os << "id " << int(c.id) << " data " << std::hex << c.data;
+}
+
+class PackTable : public testing::TestWithParam<PackCase> {};
+
+TEST_P(PackTable, DecodesEveryKeyAtItsWidth) {
+    const PackCase& c = GetParam();
+    const Analysed r = AnalyseAcquisition(PackList({{c.id, c.data}}));
+    EXPECT_TRUE(r.result);
+    EXPECT_EQ(r.a->metadata->Count(), c.keys.size());
+    for (const Expected& e : c.keys) {
+        SCOPED_TRACE(e.key);
+        const auto object = r.Get(e.key);
+        const CUObject* o = object.Get();
+        ASSERT_TRUE(o);
+        switch (e.width) {
+            case U8:
+                ASSERT_TRUE(dynamic_cast<const CUNumberConcrete<uint8_t>*>(o));
+                break;
+            case U16:
+                ASSERT_TRUE(dynamic_cast<const CUNumberConcrete<uint16_t>*>(o));
+                break;
+            case U32:
+                ASSERT_TRUE(dynamic_cast<const CUNumberConcrete<uint32_t>*>(o));
+                break;
+            case F32: {
+                auto f = dynamic_cast<const CUNumberConcrete<float>*>(o);
+                ASSERT_TRUE(f);
+                EXPECT_EQ(std::bit_cast<uint32_t>(f->value), e.value);
+                continue;
+            }
+        }
+        EXPECT_EQ(r.Number(e.key)->UInt32Value(), e.value);
+    }
+}
+
+namespace k = system_item_key;
+INSTANTIATE_TEST_SUITE_P(
+    Packs, PackTable,
+    testing::Values(
+        PackCase{0, 0x00000000, {{k::FocusMode, U8, 0}}},
+        PackCase{0, 0xFFFFFFFE, {{k::FocusMode, U8, 2}}},
+        PackCase{0, 0xFFFFFFFF, {{k::FocusMode, U8, 3}}},
+        PackCase{0, 0xFFFFFF00, {{k::FocusMode, U8, 1}, {k::FocusValue, F32, 0xFFFFFF00}}},
+        PackCase{0, 0x3FC00000, {{k::FocusMode, U8, 1}, {k::FocusValue, F32, 0x3FC00000}}},
+        PackCase{1, 0x00230064, {{k::ZoomFocalLen, U16, 0x23}, {k::ZoomElectricZoom, U16, 100}}},
+        PackCase{2,
+                 0xE8000000,
+                 {{k::LensFocusMode, U8, 3},
+                  {k::LensImageStabilizer, U8, 2},
+                  {k::LensApertureMode, U8, 1}}},
+        PackCase{3, 0x00010032, {{k::ShutterSpeed1, U16, 1}, {k::ShutterSpeed2, U16, 50}}},
+        PackCase{4,
+                 0x80123456,
+                 {{k::ShutterValueMode, U8, 2},
+                  {k::ShutterValue1, U16, 0x1234},
+                  {k::ShutterValue2, U8, 0x56}}},
+        PackCase{5, 0x001C000A, {{k::FNumber1, U16, 28}, {k::FNumber2, U16, 10}}},
+        PackCase{6,
+                 0xB395E007,
+                 {{k::WBMode, U8, 5},
+                  {k::WBPreset, U8, 0x13},
+                  {k::WBAccurate, U8, 1},
+                  {k::WBColorTmp, U16, 0x15E0},
+                  {k::WBIsotmpLineIndex, U8, 7}}},
+        PackCase{7,
+                 0x8603A5FF,
+                 {{k::GainMode, U8, 1},
+                  {k::GainMasterGain, U8, 6},
+                  {k::GainNDFilter, U8, 3},
+                  {k::GainMasterGainDelta, U8, 0xA}}},
+        PackCase{
+            8,
+            0x8BFF0000,
+            {{k::IRStatus, U8, 2}, {k::StatusPackType, U8, 0xB}, {k::HighSensitivityMode, U8, 1}}},
+        PackCase{9, 0x80000320, {{k::ISOSpeed, U32, 0x80000320}}},
+        PackCase{10, 0x00010002, {{k::TNumber1, U16, 1}, {k::TNumber2, U16, 2}}},
+        PackCase{11,
+                 0xD6789ABC,
+                 {{k::Gain2Mode, U8, 1},
+                  {k::Gain2MasterGainDelta, U8, 5},
+                  {k::Gain2MasterGain, U16, 0x678},
+                  {k::Gain2NDFilter, U16, 0x9ABC}}},
+        PackCase{12, 0x12345678, {}}, PackCase{13, 0x12345678, {}},
+        PackCase{14, 0xFEDC0000, {{k::VFXTilt, U16, 0xFEDC}}},
+        PackCase{15, 0x0102FFFF, {{k::VFXRoll, U16, 0x0102}}},
+        PackCase{16, 0x89ABCDEF, {{k::Zoom2FocalLenNo35Cnv, U32, 0x89ABCDEF}}},
+        PackCase{17, 0x00000018, {{k::Zoom3FocalLen, U32, 24}}}, PackCase{18, 0xFFFFFFFF, {}},
+        PackCase{255, 0x01020304, {}}));
+
+TEST(SystemItemStamps, DecodeFlagsDigitsAndDate) {
+    const Analysed r = Analyse(Pack().Data());
+    EXPECT_TRUE(r.result);
+    const TimecodeInfoEX& t = *r.a->timecode;
+    EXPECT_EQ(std::vector<int>({t.hours, t.minutes, t.seconds, t.frames, t.dropFrame}),
+              std::vector<int>({21, 56, 34, 12, 0}));
+    CUSharedPtr<TimecodeInfoEX> date(r.Get(k::RecDateTime));
+    ASSERT_TRUE(date);
+    const TimecodeInfoEX& d = *date;
+    EXPECT_EQ(std::vector<int>({d.colorFrame, d.dropFrame, d.frames, d.secondsFlag, d.seconds,
+                                d.minutesFlag, d.minutes, d.hoursFlag7, d.hoursFlag6, d.hours,
+                                d.day, d.month, d.year, d.timeZone}),
+              std::vector<int>({1, 1, 25, 1, 39, 0, 59, 1, 1, 23, 31, 12, 2024, 9}));
+}
+
+TEST(SystemItemStamps, SizeAndTypeDecideWhatIsRead) {
+    Bytes item = Pack().Data();
+    item.resize(56);
+    Analysed r = Analyse(item);
+    EXPECT_TRUE(r.result);
+    EXPECT_TRUE(r.Get(k::RecDateTime));
+    EXPECT_EQ(r.a->timecode->hours, 0);
+
+    item.resize(39);
+    EXPECT_FALSE(Analyse(item).result);
+    EXPECT_FALSE(Analyse({}).result);
+
+    Bytes invalid = DateTimeStamp;
+    invalid[7] |= msi::DateInvalid;
+    r = Analyse(Pack(msi::StampDateTime, invalid, 0).Data());
+    EXPECT_FALSE(r.result);
+    EXPECT_EQ(r.a->metadata->Count(), 0u);
+    EXPECT_FALSE(
+        Analyse(Pack(msi::StampTimecode, DateTimeStamp, msi::StampDateTime).Data()).result);
+}
+
+TEST(SystemItemPictureStructure, EntriesByTypeInOrder) {
+    auto entries = [](uint8_t display, std::vector<std::array<uint32_t, 3>> list) {
+        ByteWriter w;
+        w.U8(display).U8(uint8_t(list.size()));
+        for (auto [type, offset, size] : list) w.U8(uint8_t(type)).U32(offset).U32(size);
+        return w.Data();
+    };
+    ByteWriter content;
+    content.Bytes(Triplet(mxf_label::PictureStructure, entries(3, {{1, 10, 20},
+                                                                   {2, 30, 40},
+                                                                   {4, 50, 60},
+                                                                   {2, 70, 80},
+                                                                   {1, 11, 21},
+                                                                   {5, 90, 100},
+                                                                   {6, 1, 2},
+                                                                   {9, 5, 5}})));
+    content.Bytes(Triplet(mxf_label::PictureStructure2, entries(4, {{4, 110, 120}})));
+    testing::internal::CaptureStdout();
+    const Analysed r = AnalyseAcquisition(content.Data());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Tile pack 1 - 2\n");
+    EXPECT_TRUE(r.result);
+    auto vector = [&](const char* key) {
+        CUSharedPtr<Vector> v(r.Get(key));
+        return v ? std::vector<unsigned>(v->begin(), v->end()) : std::vector<unsigned>{};
+    };
+    EXPECT_EQ(vector(k::PPSOffset), std::vector<unsigned>({30, 70}));
+    EXPECT_EQ(vector(k::PPSSize), std::vector<unsigned>({40, 80}));
+    EXPECT_EQ(vector(k::SliceOffset), std::vector<unsigned>({50, 110}));
+    EXPECT_EQ(vector(k::SliceSize), std::vector<unsigned>({60, 120}));
+    EXPECT_EQ(r.Number(k::SPSOffset)->UInt32Value(), 11u);
+    EXPECT_EQ(r.Number(k::SPSSize)->UInt32Value(), 21u);
+    EXPECT_EQ(r.Number(k::VPSSize)->UInt32Value(), 100u);
+    EXPECT_EQ(r.Number(k::DisplayOffset)->UInt8Value(), 4);
+    EXPECT_EQ(r.a->metadata->Count(), 9u);
+}
+
+// An unknown triplet in each BER form, then a pack list: only the valid forms reach the list.
+class BERForms : public testing::TestWithParam<std::pair<Bytes, bool>> {};
+TEST_P(BERForms, SkipUnknownOrEnd) {
+    const auto& [length, reaches] = GetParam();
+    const mxf_label::Label unknown = {0x06, 0x0E, 0x2B, 0x34, 0x7F};
+    const Bytes content =
+        ByteWriter().Bytes(unknown).Bytes(length).Fill(5, 0xEE).Bytes(PackList({{9, 800}})).Data();
+    const Analysed r = AnalyseAcquisition(content);
+    EXPECT_EQ(r.result, reaches);
+    EXPECT_EQ(bool(r.Get(k::ISOSpeed)), reaches);
+}
+INSTANTIATE_TEST_SUITE_P(Lengths, BERForms,
+                         testing::Values(std::pair{Bytes{0x05}, true},
+                                         std::pair{Bytes{0x81, 0x05}, true},
+                                         std::pair{Bytes{0x84, 0, 0, 0, 0x05}, true},
+                                         std::pair{Bytes{0x85, 0, 0, 0, 0, 0x05}, false},
+                                         std::pair{Bytes{0x80}, false}));
+
+TEST(SystemItemWalk, LengthPastEndStaysAndLastAcquisitionItemDecides) {
+    // The value of an unknown key that claims more than the item holds is read as the next key.
+    const mxf_label::Label unknown = {0x06, 0x0E, 0x2B, 0x34, 0x7F};
+    const Bytes past = ByteWriter().Bytes(unknown).U8(0x7F).Bytes(PackList({{9, 800}})).Data();
+    EXPECT_EQ(AnalyseAcquisition(past).Number(k::ISOSpeed)->UInt32Value(), 800u);
+
+    ByteWriter w = Pack(0, DateTimeStamp, 0);
+    Item(w, PackList({{9, 800}}));
+    Item(w, PackList({{1, 0}}), 0x83);  // another tag is passed over
+    EXPECT_TRUE(Analyse(w.Data()).result);
+    Item(w, Triplet(unknown, {1, 2}));
+    const Analysed r = Analyse(w.Data());
+    EXPECT_FALSE(r.result);
+    EXPECT_TRUE(r.Get(k::ISOSpeed));
+    EXPECT_FALSE(r.Get(k::ZoomFocalLen));
+}
+
+TEST(SystemItemDamage, NoCrashOrHangOnAnyTruncationOrByte) {
+    ByteWriter w = Pack();
+    std::vector<std::pair<uint8_t, uint32_t>> packs;
+    for (uint8_t id = 0; id < 20; ++id) packs.push_back({id, 0x3FC00000u + id});
+    ByteWriter structure;
+    structure.U8(0).U8(3).U8(2).U32(1).U32(2).U8(4).U32(3).U32(4).U8(1).U32(5).U32(6);
+    Item(w, ByteWriter()
+                .Bytes(PackList(packs))
+                .Bytes(Triplet(mxf_label::PictureStructure, structure.Data(), 2))
+                .Data());
+    const Bytes item = w.Data();
+    ASSERT_TRUE(Analyse(item).result);
+    for (size_t n = 0; n <= item.size(); ++n) Analyse(Bytes(item.begin(), item.begin() + n));
+    for (size_t i = 0; i < item.size(); ++i)
+        for (uint8_t v : {0x00, 0x7F, 0x80, 0xFF}) {
+            Bytes damaged = item;
+            damaged[i] = v;
+            Analyse(damaged);
+        }
+}
+
+TEST(SystemItemSynthesized, EveryFrameGivesWhatTheWriterPutIn) {
+    qvtest::TempDirectory dir;
+    synth::SynthOptions o;
+    o.outDir = dir.root;
+    o.width = 64;
+    o.height = 64;
+    o.frames = 30;
+    const synth::SynthResult written = synth::Synthesize(o);
+    ASSERT_EQ(written.packages.size(), 30u);
+    for (size_t s = 0; s < written.packages.size(); ++s) {
+        SCOPED_TRACE(s);
+        const synth::SynthPackage& p = written.packages[s];
+        const Analysed r = Analyse(p.systemItem);
+        ASSERT_TRUE(r.result);
+        const TimecodeInfoEX& t = *r.a->timecode;
+        const int second = int(s / 25), frame = int(s % 25);
+        EXPECT_EQ(std::vector<int>({t.hours, t.minutes, t.seconds, t.frames, t.dropFrame}),
+                  std::vector<int>({1, 0, second, frame, 0}));
+        CUSharedPtr<TimecodeInfoEX> date(r.Get(k::RecDateTime));
+        ASSERT_TRUE(date);
+        EXPECT_EQ(std::vector<int>({date->year, date->month, date->day, date->hours, date->minutes,
+                                    date->seconds, date->frames}),
+                  std::vector<int>({2024, 6, 1, 9, 30, second, frame}));
+        EXPECT_EQ(r.Number(k::FocusMode)->UInt8Value(), 1);
+        EXPECT_FLOAT_EQ(r.Number(k::FocusValue)->FloatValue(), 1.5f + 0.01f * float(s));
+        for (auto [key, value] : {std::pair{k::ZoomFocalLen, 35u},
+                                  {k::ZoomElectricZoom, 100u},
+                                  {k::ShutterSpeed1, 1u},
+                                  {k::ShutterSpeed2, 50u},
+                                  {k::FNumber1, 28u},
+                                  {k::FNumber2, 10u},
+                                  {k::WBMode, 1u},
+                                  {k::WBColorTmp, 5600u},
+                                  {k::GainMasterGain, 6u},
+                                  {k::ISOSpeed, 800u}})
+            EXPECT_EQ(r.Number(key)->UInt32Value(), value) << key;
+        const auto slices = CUSharedPtr<Vector>(r.Get(k::SliceOffset));
+        const auto sizes = CUSharedPtr<Vector>(r.Get(k::SliceSize));
+        ASSERT_TRUE(slices && sizes && !slices->empty());
+        EXPECT_EQ(bool(r.Get(k::SPSOffset)), p.key);
+        ASSERT_EQ(slices->size(), sizes->size());
+        for (size_t i = 0; i < slices->size(); ++i)
+            EXPECT_LE(uint64_t{(*slices)[i]} + (*sizes)[i], p.picture.size);
+    }
+}
+
+}  // namespace
