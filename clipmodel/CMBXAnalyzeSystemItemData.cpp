@@ -76,11 +76,12 @@ bool DecodeDatePart(const uint8_t* b, TimecodeInfoEX& t) {
     return (b[3] & mxf_system_item::DateInvalid) == 0;
 }
 
-// The stamp type at `typeOffset` and the 16 stamp bytes behind it, or false.
-bool ReadStamp(CUMemoryStream& stream, uint32_t typeOffset, uint8_t type, uint8_t* stamp) {
+// The 16 bytes of a stamp whose type byte says `type`, or false.
+bool ReadStamp(CUMemoryStream& stream, uint32_t typeOffset, uint32_t stampOffset, uint8_t type,
+               uint8_t* stamp) {
     uint8_t found = 0;
     return stream.Read(&found, 1, typeOffset, CUStreamOriginBegin) == 1 && found == type &&
-           stream.Read(stamp, mxf_system_item::StampSize, typeOffset + 1, CUStreamOriginBegin) ==
+           stream.Read(stamp, mxf_system_item::StampSize, stampOffset, CUStreamOriginBegin) ==
                mxf_system_item::StampSize;
 }
 
@@ -270,7 +271,7 @@ bool CMBXAnalyzeSystemItemData::Analyze() {
     bool stampDecoded = false;
     uint8_t stamp[StampSize];
     if (size >= CreationStamp + StampSize &&
-        ReadStamp(*stream, CreationStampType, StampDateTime, stamp)) {
+        ReadStamp(*stream, CreationStampType, CreationStamp, StampDateTime, stamp)) {
         if (auto date = CUCreate<TimecodeInfoEX>()) {
             DecodeTimecodePart(stamp, *date);
             if (DecodeDatePart(stamp + TimecodePartSize, *date)) {
@@ -279,7 +280,7 @@ bool CMBXAnalyzeSystemItemData::Analyze() {
             }
         }
     }
-    if (size >= PackSize && ReadStamp(*stream, UserStampType, StampTimecode, stamp)) {
+    if (size >= PackSize && ReadStamp(*stream, UserStampType, UserStamp, StampTimecode, stamp)) {
         if (!timecode) timecode = CUCreate<TimecodeInfoEX>();
         if (timecode) {
             DecodeTimecodePart(stamp, *timecode);

@@ -70,115 +70,85 @@ Analysed AnalyseAcquisition(const Bytes& content) {
     return Analyse(Item(w, content).Data());
 }
 
-enum Width { U8, U16, U32, F32 };
+std::vector<int> Clock(const TimecodeInfo& t) {
+    return {t.hours, t.minutes, t.seconds, t.frames, t.dropFrame};
+}
+
+// The width of a stored number: 'b', 'h', 'w' for 8, 16, 32 bits, 'f' for a float.
+char WidthOf(const CUObject* o) {
+    if (dynamic_cast<const CUNumberConcrete<uint8_t>*>(o)) return 'b';
+    if (dynamic_cast<const CUNumberConcrete<uint16_t>*>(o)) return 'h';
+    if (dynamic_cast<const CUNumberConcrete<uint32_t>*>(o)) return 'w';
+    return dynamic_cast<const CUNumberConcrete<float>*>(o) ? 'f' : '?';
+}
+
 struct Expected {
     const char* key;
-    Width width;
-    uint32_t value;  // bits of a float
+    char width;
+    uint32_t value;  // the bits of a float
 };
 struct PackCase {
     uint8_t id;
     uint32_t data;
     std::vector<Expected> keys;
 };
-
 void PrintTo(const PackCase& c, std::ostream* os) {
     *os << "id " << int(c.id) << " data " << std::hex << c.data;
 }
 
 class PackTable : public testing::TestWithParam<PackCase> {};
-
 TEST_P(PackTable, DecodesEveryKeyAtItsWidth) {
     const PackCase& c = GetParam();
     const Analysed r = AnalyseAcquisition(PackList({{c.id, c.data}}));
     EXPECT_TRUE(r.result);
     EXPECT_EQ(r.a->metadata->Count(), c.keys.size());
     for (const Expected& e : c.keys) {
-        SCOPED_TRACE(e.key);
-        const auto object = r.Get(e.key);
-        const CUObject* o = object.Get();
-        ASSERT_TRUE(o);
-        switch (e.width) {
-            case U8:
-                ASSERT_TRUE(dynamic_cast<const CUNumberConcrete<uint8_t>*>(o));
-                break;
-            case U16:
-                ASSERT_TRUE(dynamic_cast<const CUNumberConcrete<uint16_t>*>(o));
-                break;
-            case U32:
-                ASSERT_TRUE(dynamic_cast<const CUNumberConcrete<uint32_t>*>(o));
-                break;
-            case F32: {
-                auto f = dynamic_cast<const CUNumberConcrete<float>*>(o);
-                ASSERT_TRUE(f);
-                EXPECT_EQ(std::bit_cast<uint32_t>(f->value), e.value);
-                continue;
-            }
-        }
-        EXPECT_EQ(r.Number(e.key)->UInt32Value(), e.value);
+        const auto n = r.Number(e.key);
+        ASSERT_TRUE(n) << e.key;
+        EXPECT_EQ(WidthOf(n.Get()), e.width) << e.key;
+        EXPECT_EQ(e.width == 'f' ? std::bit_cast<uint32_t>(n->FloatValue()) : n->UInt32Value(),
+                  e.value)
+            << e.key;
     }
 }
 
 namespace k = system_item_key;
-INSTANTIATE_TEST_SUITE_P(
-    Packs, PackTable,
-    testing::Values(
-        PackCase{0, 0x00000000, {{k::FocusMode, U8, 0}}},
-        PackCase{0, 0xFFFFFFFE, {{k::FocusMode, U8, 2}}},
-        PackCase{0, 0xFFFFFFFF, {{k::FocusMode, U8, 3}}},
-        PackCase{0, 0xFFFFFF00, {{k::FocusMode, U8, 1}, {k::FocusValue, F32, 0xFFFFFF00}}},
-        PackCase{0, 0x3FC00000, {{k::FocusMode, U8, 1}, {k::FocusValue, F32, 0x3FC00000}}},
-        PackCase{1, 0x00230064, {{k::ZoomFocalLen, U16, 0x23}, {k::ZoomElectricZoom, U16, 100}}},
-        PackCase{2,
-                 0xE8000000,
-                 {{k::LensFocusMode, U8, 3},
-                  {k::LensImageStabilizer, U8, 2},
-                  {k::LensApertureMode, U8, 1}}},
-        PackCase{3, 0x00010032, {{k::ShutterSpeed1, U16, 1}, {k::ShutterSpeed2, U16, 50}}},
-        PackCase{4,
-                 0x80123456,
-                 {{k::ShutterValueMode, U8, 2},
-                  {k::ShutterValue1, U16, 0x1234},
-                  {k::ShutterValue2, U8, 0x56}}},
-        PackCase{5, 0x001C000A, {{k::FNumber1, U16, 28}, {k::FNumber2, U16, 10}}},
-        PackCase{6,
-                 0xB395E007,
-                 {{k::WBMode, U8, 5},
-                  {k::WBPreset, U8, 0x13},
-                  {k::WBAccurate, U8, 1},
-                  {k::WBColorTmp, U16, 0x15E0},
-                  {k::WBIsotmpLineIndex, U8, 7}}},
-        PackCase{7,
-                 0x8603A5FF,
-                 {{k::GainMode, U8, 1},
-                  {k::GainMasterGain, U8, 6},
-                  {k::GainNDFilter, U8, 3},
-                  {k::GainMasterGainDelta, U8, 0xA}}},
-        PackCase{
-            8,
-            0x8BFF0000,
-            {{k::IRStatus, U8, 2}, {k::StatusPackType, U8, 0xB}, {k::HighSensitivityMode, U8, 1}}},
-        PackCase{9, 0x80000320, {{k::ISOSpeed, U32, 0x80000320}}},
-        PackCase{10, 0x00010002, {{k::TNumber1, U16, 1}, {k::TNumber2, U16, 2}}},
-        PackCase{11,
-                 0xD6789ABC,
-                 {{k::Gain2Mode, U8, 1},
-                  {k::Gain2MasterGainDelta, U8, 5},
-                  {k::Gain2MasterGain, U16, 0x678},
-                  {k::Gain2NDFilter, U16, 0x9ABC}}},
-        PackCase{12, 0x12345678, {}}, PackCase{13, 0x12345678, {}},
-        PackCase{14, 0xFEDC0000, {{k::VFXTilt, U16, 0xFEDC}}},
-        PackCase{15, 0x0102FFFF, {{k::VFXRoll, U16, 0x0102}}},
-        PackCase{16, 0x89ABCDEF, {{k::Zoom2FocalLenNo35Cnv, U32, 0x89ABCDEF}}},
-        PackCase{17, 0x00000018, {{k::Zoom3FocalLen, U32, 24}}}, PackCase{18, 0xFFFFFFFF, {}},
-        PackCase{255, 0x01020304, {}}));
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Packs, PackTable, testing::Values(
+    PackCase{0, 0x00000000, {{k::FocusMode, 'b', 0}}},
+    PackCase{0, 0xFFFFFFFE, {{k::FocusMode, 'b', 2}}},
+    PackCase{0, 0xFFFFFFFF, {{k::FocusMode, 'b', 3}}},
+    PackCase{0, 0xFFFFFF00, {{k::FocusMode, 'b', 1}, {k::FocusValue, 'f', 0xFFFFFF00}}},
+    PackCase{0, 0x3FC00000, {{k::FocusMode, 'b', 1}, {k::FocusValue, 'f', 0x3FC00000}}},
+    PackCase{1, 0x00230064, {{k::ZoomFocalLen, 'h', 0x23}, {k::ZoomElectricZoom, 'h', 100}}},
+    PackCase{2, 0xE8000000, {{k::LensFocusMode, 'b', 3}, {k::LensImageStabilizer, 'b', 2},
+                             {k::LensApertureMode, 'b', 1}}},
+    PackCase{3, 0x00010032, {{k::ShutterSpeed1, 'h', 1}, {k::ShutterSpeed2, 'h', 50}}},
+    PackCase{4, 0x80123456, {{k::ShutterValueMode, 'b', 2}, {k::ShutterValue1, 'h', 0x1234},
+                             {k::ShutterValue2, 'b', 0x56}}},
+    PackCase{5, 0x001C000A, {{k::FNumber1, 'h', 28}, {k::FNumber2, 'h', 10}}},
+    PackCase{6, 0xB395E007, {{k::WBMode, 'b', 5}, {k::WBPreset, 'b', 0x13}, {k::WBAccurate, 'b', 1},
+                             {k::WBColorTmp, 'h', 0x15E0}, {k::WBIsotmpLineIndex, 'b', 7}}},
+    PackCase{7, 0x8603A5FF, {{k::GainMode, 'b', 1}, {k::GainMasterGain, 'b', 6},
+                             {k::GainNDFilter, 'b', 3}, {k::GainMasterGainDelta, 'b', 0xA}}},
+    PackCase{8, 0x8BFF0000, {{k::IRStatus, 'b', 2}, {k::StatusPackType, 'b', 0xB},
+                             {k::HighSensitivityMode, 'b', 1}}},
+    PackCase{9, 0x80000320, {{k::ISOSpeed, 'w', 0x80000320}}},
+    PackCase{10, 0x00010002, {{k::TNumber1, 'h', 1}, {k::TNumber2, 'h', 2}}},
+    PackCase{11, 0xD6789ABC, {{k::Gain2Mode, 'b', 1}, {k::Gain2MasterGainDelta, 'b', 5},
+                              {k::Gain2MasterGain, 'h', 0x678}, {k::Gain2NDFilter, 'h', 0x9ABC}}},
+    PackCase{14, 0xFEDC0000, {{k::VFXTilt, 'h', 0xFEDC}}},
+    PackCase{15, 0x0102FFFF, {{k::VFXRoll, 'h', 0x0102}}},
+    PackCase{16, 0x89ABCDEF, {{k::Zoom2FocalLenNo35Cnv, 'w', 0x89ABCDEF}}},
+    PackCase{17, 0x00000018, {{k::Zoom3FocalLen, 'w', 24}}},
+    PackCase{12, 0x12345678, {}}, PackCase{13, 0x12345678, {}},
+    PackCase{18, 0xFFFFFFFF, {}}, PackCase{255, 0x01020304, {}}));
+// clang-format on
 
 TEST(SystemItemStamps, DecodeFlagsDigitsAndDate) {
     const Analysed r = Analyse(Pack().Data());
     EXPECT_TRUE(r.result);
-    const TimecodeInfoEX& t = *r.a->timecode;
-    EXPECT_EQ(std::vector<int>({t.hours, t.minutes, t.seconds, t.frames, t.dropFrame}),
-              std::vector<int>({21, 56, 34, 12, 0}));
+    EXPECT_EQ(Clock(*r.a->timecode), std::vector<int>({21, 56, 34, 12, 0}));
     CUSharedPtr<TimecodeInfoEX> date(r.Get(k::RecDateTime));
     ASSERT_TRUE(date);
     const TimecodeInfoEX& d = *date;
@@ -210,22 +180,19 @@ TEST(SystemItemStamps, SizeAndTypeDecideWhatIsRead) {
 }
 
 TEST(SystemItemPictureStructure, EntriesByTypeInOrder) {
-    auto entries = [](uint8_t display, std::vector<std::array<uint32_t, 3>> list) {
+    // Type, offset and size of each entry.
+    auto entries = [](uint8_t display, std::vector<uint32_t> list) {
         ByteWriter w;
-        w.U8(display).U8(uint8_t(list.size()));
-        for (auto [type, offset, size] : list) w.U8(uint8_t(type)).U32(offset).U32(size);
+        w.U8(display).U8(uint8_t(list.size() / 3));
+        for (size_t i = 0; i < list.size(); i += 3)
+            w.U8(uint8_t(list[i])).U32(list[i + 1]).U32(list[i + 2]);
         return w.Data();
     };
     ByteWriter content;
-    content.Bytes(Triplet(mxf_label::PictureStructure, entries(3, {{1, 10, 20},
-                                                                   {2, 30, 40},
-                                                                   {4, 50, 60},
-                                                                   {2, 70, 80},
-                                                                   {1, 11, 21},
-                                                                   {5, 90, 100},
-                                                                   {6, 1, 2},
-                                                                   {9, 5, 5}})));
-    content.Bytes(Triplet(mxf_label::PictureStructure2, entries(4, {{4, 110, 120}})));
+    content.Bytes(Triplet(mxf_label::PictureStructure,
+                          entries(3, {1, 10, 20, 2, 30, 40,  4, 50, 60, 2, 70, 80,
+                                      1, 11, 21, 5, 90, 100, 6, 1,  2,  9, 5,  5})));
+    content.Bytes(Triplet(mxf_label::PictureStructure2, entries(4, {4, 110, 120})));
     testing::internal::CaptureStdout();
     const Analysed r = AnalyseAcquisition(content.Data());
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Tile pack 1 - 2\n");
@@ -284,12 +251,12 @@ TEST(SystemItemDamage, NoCrashOrHangOnAnyTruncationOrByte) {
     ByteWriter w = Pack();
     std::vector<std::pair<uint8_t, uint32_t>> packs;
     for (uint8_t id = 0; id < 20; ++id) packs.push_back({id, 0x3FC00000u + id});
-    ByteWriter structure;
-    structure.U8(0).U8(3).U8(2).U32(1).U32(2).U8(4).U32(3).U32(4).U8(1).U32(5).U32(6);
-    Item(w, ByteWriter()
-                .Bytes(PackList(packs))
-                .Bytes(Triplet(mxf_label::PictureStructure, structure.Data(), 2))
-                .Data());
+    const Bytes structure =
+        ByteWriter().U8(0).U8(3).U8(2).U32(1).U32(2).U8(4).U32(3).U32(4).U8(1).U32(5).U32(6).Data();
+    Bytes content = PackList(packs);
+    const Bytes triplet = Triplet(mxf_label::PictureStructure, structure, 2);
+    content.insert(content.end(), triplet.begin(), triplet.end());
+    Item(w, content);
     const Bytes item = w.Data();
     ASSERT_TRUE(Analyse(item).result);
     for (size_t n = 0; n <= item.size(); ++n) Analyse(Bytes(item.begin(), item.begin() + n));
@@ -300,6 +267,14 @@ TEST(SystemItemDamage, NoCrashOrHangOnAnyTruncationOrByte) {
             Analyse(damaged);
         }
 }
+
+// What the synthesizer's writer puts in every frame, at 25 frames a second.
+// clang-format off
+const std::pair<const char*, uint32_t> Acquisition[] = {
+    {k::ZoomFocalLen, 35}, {k::ZoomElectricZoom, 100}, {k::ShutterSpeed1, 1}, {k::ShutterSpeed2, 50},
+    {k::FNumber1, 28}, {k::FNumber2, 10}, {k::WBMode, 1}, {k::WBColorTmp, 5600},
+    {k::GainMasterGain, 6}, {k::ISOSpeed, 800}};
+// clang-format on
 
 TEST(SystemItemSynthesized, EveryFrameGivesWhatTheWriterPutIn) {
     qvtest::TempDirectory dir;
@@ -315,10 +290,8 @@ TEST(SystemItemSynthesized, EveryFrameGivesWhatTheWriterPutIn) {
         const synth::SynthPackage& p = written.packages[s];
         const Analysed r = Analyse(p.systemItem);
         ASSERT_TRUE(r.result);
-        const TimecodeInfoEX& t = *r.a->timecode;
         const int second = int(s / 25), frame = int(s % 25);
-        EXPECT_EQ(std::vector<int>({t.hours, t.minutes, t.seconds, t.frames, t.dropFrame}),
-                  std::vector<int>({1, 0, second, frame, 0}));
+        EXPECT_EQ(Clock(*r.a->timecode), std::vector<int>({1, 0, second, frame, 0}));
         CUSharedPtr<TimecodeInfoEX> date(r.Get(k::RecDateTime));
         ASSERT_TRUE(date);
         EXPECT_EQ(std::vector<int>({date->year, date->month, date->day, date->hours, date->minutes,
@@ -326,17 +299,7 @@ TEST(SystemItemSynthesized, EveryFrameGivesWhatTheWriterPutIn) {
                   std::vector<int>({2024, 6, 1, 9, 30, second, frame}));
         EXPECT_EQ(r.Number(k::FocusMode)->UInt8Value(), 1);
         EXPECT_FLOAT_EQ(r.Number(k::FocusValue)->FloatValue(), 1.5f + 0.01f * float(s));
-        for (auto [key, value] : {std::pair{k::ZoomFocalLen, 35u},
-                                  {k::ZoomElectricZoom, 100u},
-                                  {k::ShutterSpeed1, 1u},
-                                  {k::ShutterSpeed2, 50u},
-                                  {k::FNumber1, 28u},
-                                  {k::FNumber2, 10u},
-                                  {k::WBMode, 1u},
-                                  {k::WBColorTmp, 5600u},
-                                  {k::GainMasterGain, 6u},
-                                  {k::ISOSpeed, 800u}})
-            EXPECT_EQ(r.Number(key)->UInt32Value(), value) << key;
+        for (auto [key, value] : Acquisition) EXPECT_EQ(r.Number(key)->UInt32Value(), value) << key;
         const auto slices = CUSharedPtr<Vector>(r.Get(k::SliceOffset));
         const auto sizes = CUSharedPtr<Vector>(r.Get(k::SliceSize));
         ASSERT_TRUE(slices && sizes && !slices->empty());
