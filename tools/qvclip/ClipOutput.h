@@ -1,0 +1,19 @@
+// Output of the clip-reading subcommands: JSON values written one to a line, and the digests
+// that the frame listings print.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <span>
+#include <string>
+
+namespace qvclip {
+
+// One JSON value on one line of the standard output. Text that is not UTF-8 (a path) is
+// written with replacement characters instead of failing.
+void PrintJsonLine(const nlohmann::json& value);
+
+// MD5 of the bytes as 32 lowercase hex digits, as ffmpeg's framemd5 prints it.
+std::string Md5Hex(std::span<const uint8_t> bytes);
+
+}  // namespace qvclip
