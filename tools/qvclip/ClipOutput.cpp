@@ -8,8 +8,8 @@ extern "C" {
 
 namespace qvclip {
 
-void PrintJsonLine(const nlohmann::json& value) {
-    const std::string line = value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+void PrintJsonLine(const Json& value) {
+    const std::string line = value.dump(-1, ' ', false, Json::error_handler_t::replace);
     std::fwrite(line.data(), 1, line.size(), stdout);
     std::fputc('\n', stdout);
 }

@@ -16,7 +16,7 @@ int Signed(uint8_t offset) {
     return static_cast<int8_t>(offset);
 }
 
-std::string Joined(const nlohmann::json& list) {
+std::string Joined(const Json& list) {
     std::string text;
     for (const auto& item : list) {
         if (!text.empty()) text += ',';
@@ -54,16 +54,16 @@ int FramesCommand::Run() {
         const FrameElements& elements =
             session.Read(frame, ClipElementPicture | ClipElementSound | ClipElementSystem);
 
-        nlohmann::json row = {
+        Json row = {
             {"frame", frame},
             {"temporalOffset", Signed(temporalOffset)},
             {"keyFrameOffset", Signed(keyFrameOffset)},
             {"flags", flags},
             {"keyFrame", m.GetKeyFrame(frame)},
-            {"nextDecodable", hasDecodable ? nlohmann::json(decodable) : nlohmann::json()},
-            {"nextRandomAccess", hasRandomAccess ? nlohmann::json(randomAccess) : nlohmann::json()},
+            {"nextDecodable", hasDecodable ? Json(decodable) : Json()},
+            {"nextRandomAccess", hasRandomAccess ? Json(randomAccess) : Json()},
         };
-        nlohmann::json soundSizes = nlohmann::json::array(), soundDigests = nlohmann::json::array();
+        Json soundSizes = Json::array(), soundDigests = Json::array();
         for (const auto& sound : elements.sound) {
             soundSizes.push_back(sound.size());
             if (md5) soundDigests.push_back(Md5Hex(sound));

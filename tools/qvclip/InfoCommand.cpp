@@ -73,7 +73,7 @@ int InfoCommand::Run() {
     std::pair<uint32_t, uint32_t> rate;
     m.GetFrameRate(rate);
     const std::vector<std::string> files = session.Files();
-    nlohmann::json facts = {
+    Json facts = {
         {"frameCount", m.GetFrameCount(-1)},
         {"width", m.GetWidth()},
         {"height", m.GetHeight()},

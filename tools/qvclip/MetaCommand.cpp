@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "clipmodel/CMBXAnalyzeSystemItemData.h"
@@ -39,22 +41,26 @@ bool HasUserStamp(std::span<const uint8_t> item) {
     return item.size() >= pack::PackSize && item[pack::UserStampType] == pack::StampTimecode;
 }
 
-nlohmann::json MetadataValue(const CUSharedPtr<CUObject>& value) {
+Json MetadataValue(const CUSharedPtr<CUObject>& value) {
     if (!value) return nullptr;
     const CUObject* object = value.Get();
     if (auto* number = dynamic_cast<const CUNumber*>(object)) {
-        if (dynamic_cast<const CUNumberConcrete<float>*>(object) ||
-            dynamic_cast<const CUNumberConcrete<double>*>(object))
-            return number->DoubleValue();
+        // A single-precision value printed with its own shortest digits: 1.51, not 1.5099999.
+        if (dynamic_cast<const CUNumberConcrete<float>*>(object)) {
+            char digits[32];
+            const auto end = std::to_chars(digits, digits + sizeof digits, number->FloatValue());
+            return std::strtod(std::string(digits, end.ptr).c_str(), nullptr);
+        }
+        if (dynamic_cast<const CUNumberConcrete<double>*>(object)) return number->DoubleValue();
         return number->UInt64Value();
     }
     if (auto* vector = dynamic_cast<const CUVector<unsigned int>*>(object))
-        return nlohmann::json(static_cast<const std::vector<unsigned int>&>(*vector));
+        return Json(static_cast<const std::vector<unsigned int>&>(*vector));
     const CUSharedPtr<CUStringWin> description = object->Description();
     return description ? description->UTF8String() : std::string();
 }
 
-std::string PlainText(const nlohmann::json& value) {
+std::string PlainText(const Json& value) {
     if (value.is_string()) return value.get<std::string>();
     if (value.is_array()) {
         std::string text;
@@ -83,11 +89,11 @@ int MetaCommand::Run() {
             stream ? CUCreate<CMBXAnalyzeSystemItemData>(stream) : nullptr;
         if (!analyser) throw ClipError(session.Name() + ": out of memory");
 
-        nlohmann::json row = {{"frame", frame},
-                              {"timecode", nullptr},
-                              {"dropFrame", nullptr},
-                              {"recDateTime", nullptr},
-                              {"metadata", nlohmann::json::object()}};
+        Json row = {{"frame", frame},
+                    {"timecode", nullptr},
+                    {"dropFrame", nullptr},
+                    {"recDateTime", nullptr},
+                    {"metadata", Json::object()}};
         // A frame whose system item says nothing keeps the nulls: the renderer delivers nothing
         // for it either.
         if (analyser->Analyze()) {
