@@ -339,7 +339,11 @@ TEST_P(MXFWrapperReadFrame, LaysElementsOutInOrder) {
 
 INSTANTIATE_TEST_SUITE_P(Masks, MXFWrapperReadFrame,
                          ::testing::Values(LayoutCase{1, 2}, LayoutCase{2, 2}, LayoutCase{4, 2},
-                                           LayoutCase{7, 2}, LayoutCase{7, 6}, LayoutCase{3, 0}));
+                                           LayoutCase{7, 2}, LayoutCase{7, 6}, LayoutCase{3, 0}),
+                         [](const auto& info) {
+                             return "Mask" + std::to_string(info.param.elements) + "Channels" +
+                                    std::to_string(info.param.channels);
+                         });
 
 TEST(MXFWrapper, ElementsThatDoNotFitAreLeftOut) {
     TempDirectory dir;
