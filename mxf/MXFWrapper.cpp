@@ -206,6 +206,8 @@ uint32_t MXFWrapper::ReadParameters() {
     }
     frameCount = first->duration > 0 ? static_cast<uint64_t>(first->duration) : 0;
 
+    // A second Open of the same wrapper counts its channels afresh.
+    audioChannels = 0;
     bool soundSeen = false;
     const uint64_t tracks = metadata->GetTrackCount();
     for (uint64_t i = 0; i < tracks; ++i) {
