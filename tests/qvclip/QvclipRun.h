@@ -1,0 +1,62 @@
+// Runs the built qvclip program (QVCLIP_PATH) with arguments and gives back its exit code, standard
+// output and standard error, plus helpers for the synthesized clips the tests read.
+#pragma once
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/TestFiles.h"
+#include "tools/qvclip/synth/Synthesizer.h"
+
+namespace qvtest {
+
+struct QvclipResult {
+    int exitCode = -1;
+    std::string out, err;
+
+    // The standard output's lines, each parsed as JSON.
+    std::vector<nlohmann::json> JsonLines() const {
+        std::vector<nlohmann::json> lines;
+        std::istringstream in(out);
+        for (std::string line; std::getline(in, line);)
+            lines.push_back(nlohmann::json::parse(line));
+        return lines;
+    }
+};
+
+inline std::string Text(const std::string& path) {
+    const std::vector<uint8_t> bytes = ReadFile(path);
+    return std::string(bytes.begin(), bytes.end());
+}
+
+// `arguments` go through the shell as they stand.
+inline QvclipResult RunQvclip(const TempDirectory& dir, const std::string& arguments) {
+    const std::string out = dir.Native("qvclip.out"), err = dir.Native("qvclip.err");
+    const int status = std::system(
+        (std::string(QVCLIP_PATH) + " " + arguments + " >'" + out + "' 2>'" + err + "'").c_str());
+    QvclipResult result;
+    result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    result.out = Text(out);
+    result.err = Text(err);
+    return result;
+}
+
+// A small clip: 320x240 H.264, two sound channels, `frames` frames, named `name`.
+inline synth::SynthResult SmallClip(const TempDirectory& dir, const std::string& name,
+                                    uint32_t frames = 6) {
+    synth::SynthOptions options;
+    options.outDir = dir.root;
+    options.name = name;
+    options.frames = frames;
+    options.width = 320;
+    options.height = 240;
+    options.gop = 4;
+    return synth::Synthesize(options);
+}
+
+}  // namespace qvtest
