@@ -259,7 +259,13 @@ const FrameElements& ClipSession::Read(uint64_t frame, uint32_t elements) {
         if (buffer.empty()) buffer.resize(kFirstFrameBuffer);
         while (manager->ReadFrame(frame, buffer.data(), static_cast<uint32_t>(buffer.size()),
                                   &layout, elements) != 1) {
-            if (buffer.size() >= kMaxFrameBuffer) throw ClipError(where + " cannot be read");
+            // Without an index entry no buffer helps; say so instead of growing it for nothing.
+            uint8_t temporalOffset = 0, keyFrameOffset = 0, flags = 0;
+            if (manager->GetIndexEntry(static_cast<uint32_t>(frame), &temporalOffset,
+                                       &keyFrameOffset, &flags) != 1)
+                throw ClipError(where + " has no index entry: the index is missing or cut off");
+            if (buffer.size() >= kMaxFrameBuffer)
+                throw ClipError(where + " cannot be read: its bytes are not all in the file");
             buffer.resize(std::min(buffer.size() * 2, kMaxFrameBuffer));
         }
     } catch (const ClipError&) {
