@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds qvclip (release) and runs the main job on a sample clip it synthesizes into demo-out/.
+# Builds qvclip (release) and runs the main job on a sample clip it synthesizes into demo-out/:
+# the clip is written, then inspected (facts, index rows, per-frame timecode and metadata).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -9,3 +10,6 @@ qvclip=build/release/tools/qvclip/qvclip
 "$qvclip" --version
 echo "sample clip:"
 "$qvclip" synth --out demo-out --name A001C001 --frames 50 --size 1280x720 --channels 4
+"$qvclip" info demo-out/A001C001.MXF
+"$qvclip" frames demo-out/A001C001.MXF --count 5
+"$qvclip" meta demo-out/A001C001.MXF --count 2
