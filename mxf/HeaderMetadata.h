@@ -13,20 +13,14 @@
 #include <map>
 
 #include "foundation/CUArray.h"
+#include "mxf/MXFLabels.h"
 #include "mxf/MxfUUID.h"
 #include "mxf/PrimerPack.h"
 #include "mxf/STMetadataSets.h"
 #include "mxf/STTrack.h"
 
-// Structural sets told apart here, by the number in their key.
-namespace mxf_set {
-inline constexpr uint16_t CDCIDescriptor = 0x0128;
-inline constexpr uint16_t RGBADescriptor = 0x0129;
-inline constexpr uint16_t Preface = 0x012F;
-inline constexpr uint16_t MaterialPackage = 0x0136;
-inline constexpr uint16_t SourcePackage = 0x0137;
-inline constexpr uint16_t MultipleDescriptor = 0x0144;
-}  // namespace mxf_set
+// Structural sets are told apart by the number in their key (mxf_label::set_number).
+namespace mxf_set = mxf_label::set_number;
 
 class HeaderMetadata : public CUObject {
 public:
