@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include <latch>
+#include <thread>
+#include <vector>
+
+#include "platform/WindowMessages.h"
+
+namespace {
+
+TEST(WindowMessages, PostedMessagesArriveWithTheirParameters) {
+    HWND window = RegisterMessageWindow();
+    ASSERT_NE(window, nullptr);
+    auto* block = new uint32_t(0x1234);  // passes to the receiver
+    ASSERT_TRUE(PostMessageW(window, 0x8001, 1, reinterpret_cast<LPARAM>(block)));
+    MSG msg;
+    ASSERT_TRUE(CMessageWindows::PeekMessage(window, &msg));
+    EXPECT_EQ(msg.hwnd, window);
+    EXPECT_EQ(msg.message, 0x8001u);
+    EXPECT_EQ(msg.wParam, 1u);
+    auto* received = reinterpret_cast<uint32_t*>(msg.lParam);
+    EXPECT_EQ(*received, 0x1234u);
+    delete received;
+    EXPECT_FALSE(CMessageWindows::PeekMessage(window, &msg));
+    EXPECT_FALSE(CMessageWindows::GetMessage(window, &msg, std::chrono::milliseconds(1)));
+    EXPECT_TRUE(UnregisterMessageWindow(window).empty());
+}
+
+TEST(WindowMessages, UnknownNullAndClosedWindowsRefuse) {
+    EXPECT_FALSE(PostMessageW(nullptr, 1, 0, 0));
+    HWND window = RegisterMessageWindow();
+    HWND other = RegisterMessageWindow();
+    EXPECT_NE(window, other);
+    ASSERT_TRUE(PostMessageW(window, 5, 6, 7));
+    const std::vector<MSG> left = UnregisterMessageWindow(window);
+    ASSERT_EQ(left.size(), 1u);
+    EXPECT_EQ(left[0].message, 5u);
+    EXPECT_FALSE(PostMessageW(window, 1, 0, 0));  // stale handle: never reused
+    MSG msg;
+    EXPECT_FALSE(CMessageWindows::GetMessage(window, &msg, std::chrono::milliseconds(0)));
+    EXPECT_TRUE(UnregisterMessageWindow(window).empty());
+    UnregisterMessageWindow(other);
+}
+
+TEST(WindowMessages, EachSendersOrderIsKept) {
+    HWND window = RegisterMessageWindow();
+    constexpr int kSenders = 4, kEach = 500;
+    std::latch start(kSenders + 1);
+    std::vector<std::thread> senders;
+    for (int s = 0; s < kSenders; ++s) {
+        senders.emplace_back([&, s] {
+            start.arrive_and_wait();
+            for (int i = 0; i < kEach; ++i) EXPECT_TRUE(PostMessageW(window, s, i, 0));
+        });
+    }
+    start.arrive_and_wait();
+    std::vector<WPARAM> next(kSenders, 0);
+    for (int received = 0; received < kSenders * kEach; ++received) {
+        MSG msg;
+        ASSERT_TRUE(CMessageWindows::GetMessage(window, &msg, std::chrono::milliseconds::max()));
+        ASSERT_LT(msg.message, static_cast<UINT>(kSenders));
+        EXPECT_EQ(msg.wParam, next[msg.message]++);
+    }
+    for (auto& sender : senders) sender.join();
+    EXPECT_TRUE(UnregisterMessageWindow(window).empty());
+}
+
+TEST(WindowMessages, UnregisterWakesAWaitingReader) {
+    HWND window = RegisterMessageWindow();
+    std::latch waiting(1);
+    std::thread reader([&] {
+        MSG msg;
+        waiting.count_down();
+        EXPECT_FALSE(CMessageWindows::GetMessage(window, &msg, std::chrono::milliseconds::max()));
+    });
+    waiting.wait();
+    UnregisterMessageWindow(window);
+    reader.join();
+}
+
+}  // namespace
