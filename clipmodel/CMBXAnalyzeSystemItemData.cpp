@@ -18,9 +18,8 @@ namespace key = system_item_key;
 namespace pack = system_item_pack;
 using IndexVector = CUVector<unsigned int>;
 
-// Bytes of a 4-byte timecode part and of the date part that follows it in a creation stamp.
+// Bytes of the timecode part of a stamp; the date part follows it in a creation stamp.
 constexpr uint32_t TimecodePartSize = 4;
-constexpr uint32_t DatePartSize = 4;
 constexpr uint8_t TimeZoneMask = 0x1F;
 constexpr uint16_t FirstYear = 2000;
 // An item header in the package metadata: a u8 tag and a u16 length.
