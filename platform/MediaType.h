@@ -17,9 +17,8 @@
 #include "platform/Guid.h"
 #include "platform/HResult.h"
 
-// Stream and sample times, in units of 100 ns.
+// Stream and sample times, in units of 100 ns (an alias may be declared again, identically).
 using REFERENCE_TIME = int64_t;
-inline constexpr REFERENCE_TIME UNITS = 10'000'000;  // one second
 
 // Major types, as four-character codes in the subtype layout: 'vids' and 'auds'.
 inline constexpr GUID MEDIATYPE_Video = FourCCSubtype(MakeFourCC('v', 'i', 'd', 's'));

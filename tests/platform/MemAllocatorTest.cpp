@@ -1,0 +1,197 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <latch>
+#include <thread>
+#include <vector>
+
+#include "platform/MemAllocator.h"
+
+namespace {
+
+// Holds a reference for the test's lifetime; decommits so no waiter is left behind.
+struct Pool {
+    explicit Pool(int32_t buffers, int32_t bytes = 16, int32_t align = 1, int32_t prefix = 0) {
+        allocator->AddRef();
+        ALLOCATOR_PROPERTIES request{buffers, bytes, align, prefix};
+        EXPECT_EQ(allocator->SetProperties(&request, &actual), S_OK);
+    }
+    ~Pool() {
+        allocator->Decommit();
+        allocator->Release();
+    }
+    IMediaSample* Get(uint32_t flags = 0) {
+        IMediaSample* sample = nullptr;
+        EXPECT_EQ(allocator->GetBuffer(&sample, nullptr, nullptr, flags), S_OK);
+        return sample;
+    }
+
+    CMemAllocator* allocator = new CMemAllocator("pool");
+    ALLOCATOR_PROPERTIES actual;
+};
+
+TEST(CMemAllocator, SetPropertiesOnlyWhileDecommittedAndAllBuffersBack) {
+    Pool pool(1);
+    ALLOCATOR_PROPERTIES request{2, 32, 1, 0}, actual;
+    ASSERT_EQ(pool.allocator->Commit(), S_OK);
+    EXPECT_EQ(pool.allocator->SetProperties(&request, &actual), VFW_E_ALREADY_COMMITTED);
+    IMediaSample* sample = pool.Get();
+    ASSERT_EQ(pool.allocator->Decommit(), S_OK);
+    EXPECT_EQ(pool.allocator->SetProperties(&request, &actual), VFW_E_BUFFERS_OUTSTANDING);
+    sample->Release();
+    ASSERT_EQ(pool.allocator->SetProperties(&request, &actual), S_OK);
+    EXPECT_EQ(actual.cBuffers, 2);
+    EXPECT_EQ(actual.cbBuffer, 32);
+
+    request.cbAlign = 3;
+    EXPECT_EQ(pool.allocator->SetProperties(&request, &actual), VFW_E_BADALIGN);
+    ALLOCATOR_PROPERTIES current;
+    pool.allocator->GetProperties(&current);
+    EXPECT_EQ(current.cBuffers, 2);  // a refused request changes nothing
+}
+
+TEST(CMemAllocator, CommitNeedsASizeAndGetBufferNeedsACommit) {
+    auto* allocator = new CMemAllocator("empty");
+    allocator->AddRef();
+    EXPECT_EQ(allocator->Commit(), VFW_E_SIZENOTSET);
+    IMediaSample* sample = reinterpret_cast<IMediaSample*>(1);
+    EXPECT_EQ(allocator->GetBuffer(&sample, nullptr, nullptr, 0), VFW_E_NOT_COMMITTED);
+    EXPECT_EQ(sample, nullptr);
+    allocator->Release();
+}
+
+TEST(CMemAllocator, BuffersAreAlignedDistinctAndRoundedUp) {
+    Pool pool(3, 100, 64, 8);
+    EXPECT_EQ(pool.actual.cbBuffer, 128);
+    ASSERT_EQ(pool.allocator->Commit(), S_OK);
+    IMediaSample* samples[3] = {pool.Get(), pool.Get(), pool.Get()};
+    uint8_t* previous = nullptr;
+    for (IMediaSample* sample : samples) {
+        uint8_t* bytes = nullptr;
+        sample->GetPointer(&bytes);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(bytes) % 64, 0u);
+        EXPECT_EQ(sample->GetSize(), 128);
+        if (previous) {
+            EXPECT_GE(bytes > previous ? bytes - previous : previous - bytes, 128 + 8);
+        }
+        previous = bytes;
+        bytes[-8] = 1;  // the prefix belongs to the buffer (asan checks)
+        bytes[127] = 1;
+    }
+    for (IMediaSample* sample : samples) sample->Release();
+}
+
+TEST(CMemAllocator, ExhaustedPoolBlocksUntilASampleComesBack) {
+    Pool pool(2);
+    ASSERT_EQ(pool.allocator->Commit(), S_OK);
+    IMediaSample* first = pool.Get();
+    IMediaSample* second = pool.Get();
+    IMediaSample* none = nullptr;
+    EXPECT_EQ(pool.allocator->GetBuffer(&none, nullptr, nullptr, AM_GBF_NOWAIT), VFW_E_TIMEOUT);
+
+    uint8_t* firstBytes = nullptr;
+    first->GetPointer(&firstBytes);
+    std::latch started(1);
+    std::atomic<bool> returned{false};
+    IMediaSample* got = nullptr;
+    HRESULT hr = E_FAIL;
+    std::thread waiter([&] {
+        started.count_down();
+        hr = pool.allocator->GetBuffer(&got, nullptr, nullptr, 0);
+        returned.store(true);
+    });
+    started.wait();
+    // Every buffer is out, so the waiter cannot have been served yet.
+    EXPECT_FALSE(returned.load());
+    first->Release();
+    waiter.join();
+    ASSERT_EQ(hr, S_OK);
+    uint8_t* gotBytes = nullptr;
+    got->GetPointer(&gotBytes);
+    EXPECT_EQ(gotBytes, firstBytes);  // the very buffer that came back
+    got->Release();
+    second->Release();
+}
+
+TEST(CMemAllocator, DecommitWakesABlockedGetBufferWithFailure) {
+    Pool pool(1);
+    ASSERT_EQ(pool.allocator->Commit(), S_OK);
+    IMediaSample* only = pool.Get();
+    std::latch started(1);
+    HRESULT hr = S_OK;
+    IMediaSample* got = reinterpret_cast<IMediaSample*>(1);
+    std::thread waiter([&] {
+        started.count_down();
+        hr = pool.allocator->GetBuffer(&got, nullptr, nullptr, 0);
+    });
+    started.wait();
+    ASSERT_EQ(pool.allocator->Decommit(), S_OK);
+    waiter.join();  // would hang if Decommit did not wake it
+    EXPECT_EQ(hr, VFW_E_NOT_COMMITTED);
+    EXPECT_EQ(got, nullptr);
+
+    // The buffer still out stays usable; once back, a new commit serves again.
+    uint8_t* bytes = nullptr;
+    only->GetPointer(&bytes);
+    bytes[0] = 1;
+    only->Release();
+    ASSERT_EQ(pool.allocator->Commit(), S_OK);
+    pool.Get()->Release();
+}
+
+TEST(CMemAllocator, SampleOutKeepsTheAllocatorAlive) {
+    const int64_t before = CUnknown::LiveObjectCount();
+    auto* allocator = new CMemAllocator("short-lived");
+    allocator->AddRef();
+    ALLOCATOR_PROPERTIES request{1, 8, 1, 0}, actual;
+    allocator->SetProperties(&request, &actual);
+    allocator->Commit();
+    IMediaSample* sample = nullptr;
+    ASSERT_EQ(allocator->GetBuffer(&sample, nullptr, nullptr, 0), S_OK);
+    allocator->Decommit();
+    allocator->Release();
+    EXPECT_EQ(CUnknown::LiveObjectCount(), before + 1);
+    sample->Release();  // the last reference: the pool goes with it
+    EXPECT_EQ(CUnknown::LiveObjectCount(), before);
+}
+
+TEST(CMemAllocator, ThreadsNeverShareABuffer) {
+    constexpr int kBuffers = 3;
+    constexpr int kThreads = 6;
+    constexpr int kRounds = 300;
+    Pool pool(kBuffers);
+    ASSERT_EQ(pool.allocator->Commit(), S_OK);
+    std::atomic<int> inUse{0};
+    std::atomic<int> mostInUse{0};
+    std::atomic<int> failures{0};
+    std::latch go(kThreads);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            go.arrive_and_wait();
+            for (int round = 0; round < kRounds; ++round) {
+                IMediaSample* sample = nullptr;
+                if (pool.allocator->GetBuffer(&sample, nullptr, nullptr, 0) != S_OK) {
+                    failures.fetch_add(1);
+                    return;
+                }
+                const int now = inUse.fetch_add(1) + 1;
+                int most = mostInUse.load();
+                while (now > most && !mostInUse.compare_exchange_weak(most, now)) {
+                }
+                uint8_t* bytes = nullptr;
+                sample->GetPointer(&bytes);
+                bytes[0] = static_cast<uint8_t>(t);  // tsan sees a shared buffer as a race
+                sample->SetActualDataLength(1);
+                inUse.fetch_sub(1);
+                sample->Release();
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(failures.load(), 0);
+    EXPECT_LE(mostInUse.load(), kBuffers);
+}
+
+}  // namespace
