@@ -16,6 +16,7 @@
 #include <mutex>
 
 #include "foundation/CUManualResetEvent.h"
+#include "platform/InterfaceIds.h"
 #include "platform/Unknown.h"
 
 using LONG_PTR = intptr_t;
@@ -26,9 +27,9 @@ inline constexpr long EC_USERABORT = 0x02;       // the user ended playback
 inline constexpr long EC_ERRORABORT = 0x03;      // param1: the HRESULT of the failure
 inline constexpr long EC_QUALITY_CHANGE = 0x0B;  // a filter began dropping samples
 
-// {56A868A2-0AD4-11CE-B03A-0020AF0BA770}
-inline constexpr IID IID_IMediaEventSink{
-    0x56A868A2, 0x0AD4, 0x11CE, {0xB0, 0x3A, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70}};
+// Our own value, in the 0x71760Fxx block of the runtime's ids kept apart from InterfaceIds.h.
+// {71760F02-7176-4600-A5C3-515646000000}
+inline constexpr IID IID_IMediaEventSink = qv_iid_detail::Make(0x71760F02);
 
 class IMediaEventSink : public IUnknown {
 public:

@@ -9,7 +9,7 @@ namespace {
 using Ticks = std::chrono::duration<int64_t, std::ratio<1, 10'000'000>>;
 
 // Due times beyond this cannot be expressed as a steady_clock time point in nanoseconds.
-constexpr REFERENCE_TIME kLatestTimedWait = std::numeric_limits<int64_t>::max() / 100 - UNITS;
+constexpr REFERENCE_TIME kLatestTimedWait = std::numeric_limits<int64_t>::max() / 100 - 10'000'000;
 
 }  // namespace
 
@@ -117,7 +117,7 @@ void CSystemClock::Run() {
         auto node = pending.extract(pending.begin());
         Advise& advise = node.mapped();
         advise.event->Set();  // never blocks on a waiter
-        if (advise.period == 0) {
+        if (advise.period == 0 || advise.period > kLatestTimedWait - due) {  // done, or never again
             dueByCookie.erase(advise.cookie);
             continue;
         }

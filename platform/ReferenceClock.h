@@ -24,12 +24,13 @@
 #include <utility>
 
 #include "foundation/CUEventWaitHandle.h"
+#include "platform/InterfaceIds.h"
 #include "platform/ReferenceTime.h"
 #include "platform/Unknown.h"
 
-// {56A86897-0AD4-11CE-B03A-0020AF0BA770}
-inline constexpr IID IID_IReferenceClock{
-    0x56A86897, 0x0AD4, 0x11CE, {0xB0, 0x3A, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70}};
+// Our own value, in the 0x71760Fxx block of the runtime's ids kept apart from InterfaceIds.h.
+// {71760F01-7176-4600-A5C3-515646000000}
+inline constexpr IID IID_IReferenceClock = qv_iid_detail::Make(0x71760F01);
 
 class IReferenceClock : public IUnknown {
 public:

@@ -6,11 +6,13 @@
 
 #include "foundation/CUAutoResetEvent.h"
 #include "foundation/CUManualResetEvent.h"
+#include "platform/MediaType.h"  // declares REFERENCE_TIME too: both must go together
 #include "platform/ReferenceClock.h"
 
 namespace {
 
-constexpr REFERENCE_TIME kMs = MILLISECONDS;
+constexpr REFERENCE_TIME kMs = 10'000;
+constexpr REFERENCE_TIME kSecond = 1000 * kMs;
 
 // Holds one reference to a new clock.
 struct Clock {
@@ -39,7 +41,7 @@ TEST(CSystemClock, TimeIsMonotonicInHundredsOfNanoseconds) {
                             std::chrono::steady_clock::now().time_since_epoch())
                             .count() /
                         100;
-    EXPECT_NEAR(static_cast<double>(previous), static_cast<double>(steady), UNITS);
+    EXPECT_NEAR(static_cast<double>(previous), static_cast<double>(steady), kSecond);
     EXPECT_EQ(clock->GetTime(nullptr), E_POINTER);
 
     IReferenceClock* asClock = nullptr;
@@ -55,7 +57,7 @@ TEST(CSystemClock, AdvisesFireByDueTimeAndUnadviseStopsThem) {
     // Made out of order: the due time decides.
     ASSERT_EQ(clock->AdviseTime(now, 60 * kMs, &late, &lateCookie), S_OK);
     ASSERT_EQ(clock->AdviseTime(now, 20 * kMs, &early, &earlyCookie), S_OK);
-    ASSERT_EQ(clock->AdviseTime(now, 100 * UNITS, &never, &neverCookie), S_OK);
+    ASSERT_EQ(clock->AdviseTime(now, 100 * kSecond, &never, &neverCookie), S_OK);
     EXPECT_FALSE(IsSet(late));
 
     late.Wait();
@@ -124,7 +126,7 @@ TEST(CSystemClock, DestroyedWithPendingAdvises) {
     {
         Clock clock;
         uintptr_t cookie = 0;
-        ASSERT_EQ(clock->AdviseTime(CSystemClock::Now(), 100 * UNITS, &event, &cookie), S_OK);
+        ASSERT_EQ(clock->AdviseTime(CSystemClock::Now(), 100 * kSecond, &event, &cookie), S_OK);
     }
     EXPECT_FALSE(IsSet(event));
 }

@@ -28,6 +28,7 @@ TEST(WindowMessages, PostedMessagesArriveWithTheirParameters) {
 
 TEST(WindowMessages, UnknownNullAndClosedWindowsRefuse) {
     EXPECT_FALSE(PostMessageW(nullptr, 1, 0, 0));
+    EXPECT_FALSE(PostMessageW(reinterpret_cast<HWND>(~uintptr_t{0}), 1, 0, 0));
     HWND window = RegisterMessageWindow();
     HWND other = RegisterMessageWindow();
     EXPECT_NE(window, other);
