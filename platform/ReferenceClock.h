@@ -13,7 +13,7 @@
 // destroyed. Ownership: the clock does not own the events.
 // Failures: E_POINTER for a null event or cookie pointer, E_INVALIDARG for a due time of 0 or less
 // or a period of 0 or less; Unadvise answers S_FALSE for a cookie it does not know (fired or never
-// given), E_OUTOFMEMORY if the advise thread could not start.
+// given). AdviseTime and AdvisePeriodic answer E_OUTOFMEMORY if the advise thread could not start.
 #pragma once
 
 #include <condition_variable>
