@@ -21,3 +21,9 @@ inline constexpr IID IID_IMediaSample2 = qv_iid_detail::Make(0x71760002);
 inline constexpr IID IID_IMemAllocator = qv_iid_detail::Make(0x71760003);
 // {71760004-7176-4600-A5C3-515646000000}
 inline constexpr IID IID_IMemInputPin = qv_iid_detail::Make(0x71760004);
+// {71760005-7176-4600-A5C3-515646000000}
+inline constexpr IID IID_IPin = qv_iid_detail::Make(0x71760005);
+// {71760006-7176-4600-A5C3-515646000000}
+inline constexpr IID IID_IBaseFilter = qv_iid_detail::Make(0x71760006);
+// {71760007-7176-4600-A5C3-515646000000}
+inline constexpr IID IID_IQualityControl = qv_iid_detail::Make(0x71760007);

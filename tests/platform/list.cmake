@@ -5,6 +5,7 @@ set(QV_THREADED_TESTS
   MediaEventTest
   WindowMessagesTest
   NamedMutexTest
+  SourceStreamTest
 )
 # Test files that compare with independent tools.
 set(QV_ORACLE_TESTS

@@ -1,0 +1,268 @@
+// A source pin pushing counters into a recording sink: order, end of stream, stop, flush, a full
+// pool; and connection refusals.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <climits>
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+#include <vector>
+
+#include "foundation/CUManualResetEvent.h"
+#include "platform/BaseInputPin.h"
+#include "platform/SourceStream.h"
+
+namespace {
+
+constexpr int kEndOfStream = -1;
+constexpr auto kPatience = std::chrono::seconds(30);
+
+class CounterStream : public CSourceStream {
+public:
+    CounterStream(CSource* filter, int count, int buffers)
+        : CSourceStream("counter pin", &hr, filter, L"Out"), count(count), buffers(buffers) {}
+
+    HRESULT GetMediaType(int i, CMediaType* type) override {
+        if (i < 0) return E_INVALIDARG;
+        if (i > 1) return VFW_S_NO_MORE_ITEMS;
+        type->SetType(i == 0 ? &MEDIATYPE_Audio : &MEDIATYPE_Video);
+        return S_OK;
+    }
+    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
+    HRESULT DecideBufferSize(IMemAllocator* alloc, ALLOCATOR_PROPERTIES* props) override {
+        props->cBuffers = buffers;
+        props->cbBuffer = sizeof(int);
+        ALLOCATOR_PROPERTIES actual;
+        return alloc->SetProperties(props, &actual);
+    }
+    HRESULT FillBuffer(IMediaSample* sample) override {
+        if (next == count) return S_FALSE;
+        uint8_t* bytes = nullptr;
+        sample->GetPointer(&bytes);
+        std::memcpy(bytes, &next, sizeof next);
+        sample->SetActualDataLength(sizeof next);
+        ++next;
+        return S_OK;
+    }
+    HRESULT Notify(IBaseFilter*, Quality q) override {
+        lastLate.store(q.Late);
+        return S_OK;
+    }
+
+    HRESULT hr = S_OK;
+    std::atomic<REFERENCE_TIME> lastLate{0};
+
+private:
+    const int count;
+    const int buffers;
+    int next = 0;  // worker only
+};
+
+class CounterSource : public CSource {
+public:
+    CounterSource(int count, int buffers) : CSource("counter source", nullptr, GUID_NULL) {
+        pin = new CounterStream(this, count, buffers);
+    }
+    CounterStream* pin;
+};
+
+class RecordingSink;
+
+class RecordingPin : public CBaseInputPin {
+public:
+    RecordingPin(CBaseFilter* filter, CURecursiveLock* lock)
+        : CBaseInputPin("recording pin", filter, lock, &hr, L"In") {}
+
+    HRESULT CheckMediaType(const CMediaType* type) override {
+        return type->majortype == accepted ? S_OK : S_FALSE;
+    }
+    HRESULT Receive(IMediaSample* sample) override {
+        if (calls++ == gateAt) {
+            gateReached.Set();
+            gateOpen.Wait();
+        }
+        const HRESULT result = CBaseInputPin::Receive(sample);
+        std::lock_guard<std::mutex> guard(lock);
+        if (result != S_OK) {
+            ++refusals;
+        } else {
+            uint8_t* bytes = nullptr;
+            sample->GetPointer(&bytes);
+            int value = 0;
+            std::memcpy(&value, bytes, sizeof value);
+            events.push_back(value);
+            if (hold) {
+                sample->AddRef();
+                held.push_back(sample);
+            }
+        }
+        changed.notify_all();
+        return result;
+    }
+    HRESULT EndOfStream() override {
+        std::lock_guard<std::mutex> guard(lock);
+        events.push_back(kEndOfStream);
+        changed.notify_all();
+        return S_OK;
+    }
+    // Waits until `events` has `n` entries.
+    bool WaitForEvents(size_t n) {
+        std::unique_lock<std::mutex> guard(lock);
+        return changed.wait_for(guard, kPatience, [&] { return events.size() >= n; });
+    }
+    std::vector<int> Events() {
+        std::lock_guard<std::mutex> guard(lock);
+        return events;
+    }
+    void ReleaseHeld() {
+        std::lock_guard<std::mutex> guard(lock);
+        for (IMediaSample* sample : held) sample->Release();
+        held.clear();
+    }
+
+    HRESULT hr = S_OK;
+    GUID accepted = MEDIATYPE_Video;
+    bool hold = false;  // set before the run
+    int gateAt = -1;    // set before the run; worker reads it after
+    int calls = 0;      // worker only
+    CUManualResetEvent gateReached;
+    CUManualResetEvent gateOpen;
+    std::mutex lock;
+    std::condition_variable changed;  // with `lock`
+    std::vector<int> events;          // guarded by `lock`
+    std::vector<IMediaSample*> held;  // guarded by `lock`
+    int refusals = 0;                 // guarded by `lock`
+};
+
+class RecordingSink : public CBaseFilter {
+public:
+    RecordingSink() : CBaseFilter("recording sink", nullptr, &stateLock, GUID_NULL) {
+        pin = new RecordingPin(this, &stateLock);
+    }
+    ~RecordingSink() override { delete pin; }
+    int GetPinCount() override { return 1; }
+    CBasePin* GetPin(int n) override { return n == 0 ? pin : nullptr; }
+
+    CURecursiveLock stateLock;
+    RecordingPin* pin;
+};
+
+// A connected source and sink, both stopped, disconnected and released at the end.
+struct Graph {
+    Graph(int count, int buffers)
+        : source(new CounterSource(count, buffers)), sink(new RecordingSink) {
+        source->AddRef();
+        sink->AddRef();
+    }
+    ~Graph() {
+        source->Stop();
+        sink->Stop();
+        sink->pin->ReleaseHeld();
+        out()->Disconnect();
+        in()->Disconnect();
+        source->Release();
+        sink->Release();
+    }
+    CounterStream* out() { return source->pin; }
+    RecordingPin* in() { return sink->pin; }
+    void Start() {
+        ASSERT_EQ(out()->Connect(in(), nullptr), S_OK);
+        ASSERT_EQ(sink->Pause(), S_OK);
+        ASSERT_EQ(source->Pause(), S_OK);
+        ASSERT_EQ(sink->Run(0), S_OK);
+        ASSERT_EQ(source->Run(0), S_OK);
+    }
+    CounterSource* source;
+    RecordingSink* sink;
+};
+
+std::vector<int> Counting(int from, int to) {
+    std::vector<int> values;
+    for (int i = from; i < to; ++i) values.push_back(i);
+    return values;
+}
+
+TEST(SourceStreamTest, DeliversEverySampleOnceInOrderThenEndOfStream) {
+    Graph graph(20, 2);
+    graph.Start();
+    ASSERT_TRUE(graph.in()->WaitForEvents(21));
+    std::vector<int> expected = Counting(0, 20);
+    expected.push_back(kEndOfStream);
+    EXPECT_EQ(graph.in()->Events(), expected);
+
+    Quality late;
+    late.Late = 12345;
+    EXPECT_EQ(graph.in()->PassNotify(late), S_OK);
+    EXPECT_EQ(graph.out()->lastLate.load(), 12345);
+}
+
+TEST(SourceStreamTest, StopJoinsTheWorkerAndNoSampleFollows) {
+    Graph graph(INT_MAX, 3);
+    graph.Start();
+    ASSERT_TRUE(graph.in()->WaitForEvents(5));
+    ASSERT_EQ(graph.source->Stop(), S_OK);
+    EXPECT_FALSE(graph.out()->ThreadExists());
+    const std::vector<int> seen = graph.in()->Events();
+    EXPECT_EQ(seen, Counting(0, static_cast<int>(seen.size())));  // in order, no end of stream
+    // Nothing runs that could add to it: the worker is joined and a new run starts fresh.
+    EXPECT_EQ(graph.in()->Events(), seen);
+}
+
+TEST(SourceStreamTest, FlushInTheMiddleRefusesThenTheStreamGoesOn) {
+    Graph graph(8, 2);
+    graph.in()->gateAt = 3;
+    graph.Start();
+    graph.in()->gateReached.Wait();
+    ASSERT_EQ(graph.out()->DeliverBeginFlush(), S_OK);
+    EXPECT_TRUE(graph.in()->IsFlushing());
+    graph.in()->gateOpen.Set();  // sample 3 arrives while flushing and is refused
+    ASSERT_EQ(graph.out()->StopWorker(), S_OK);
+    ASSERT_EQ(graph.out()->DeliverEndFlush(), S_OK);
+    EXPECT_FALSE(graph.in()->IsFlushing());
+    ASSERT_EQ(graph.out()->DeliverNewSegment(10, 100, 1.0), S_OK);
+    EXPECT_EQ(graph.in()->CurrentStartTime(), 10);
+    EXPECT_EQ(graph.in()->CurrentStopTime(), 100);
+    ASSERT_EQ(graph.out()->PauseWorker(), S_OK);
+
+    ASSERT_TRUE(graph.in()->WaitForEvents(8));
+    EXPECT_EQ(graph.in()->Events(), (std::vector<int>{0, 1, 2, 4, 5, 6, 7, kEndOfStream}));
+    std::lock_guard<std::mutex> guard(graph.in()->lock);
+    EXPECT_EQ(graph.in()->refusals, 1);
+}
+
+TEST(SourceStreamTest, WorkerWaitingForAFullPoolStillStops) {
+    Graph graph(INT_MAX, 2);
+    graph.in()->hold = true;
+    graph.Start();
+    ASSERT_TRUE(graph.in()->WaitForEvents(2));
+    ASSERT_EQ(graph.source->Stop(), S_OK);  // the worker waits in GetDeliveryBuffer
+    EXPECT_FALSE(graph.out()->ThreadExists());
+    EXPECT_EQ(graph.in()->Events(), (std::vector<int>{0, 1}));
+}
+
+TEST(SourceStreamTest, ConnectionRefusals) {
+    Graph graph(1, 1);
+    graph.in()->accepted = FORMAT_VideoInfo2;  // no proposed type has it
+    EXPECT_EQ(graph.out()->Connect(graph.in(), nullptr), VFW_E_TYPE_NOT_ACCEPTED);
+    EXPECT_FALSE(graph.out()->IsConnected());
+    EXPECT_FALSE(graph.in()->IsConnected());
+
+    graph.in()->accepted = MEDIATYPE_Video;  // the second type proposed
+    ASSERT_EQ(graph.out()->Connect(graph.in(), nullptr), S_OK);
+    AM_MEDIA_TYPE type;
+    ASSERT_EQ(graph.in()->ConnectionMediaType(&type), S_OK);
+    EXPECT_EQ(type.majortype, MEDIATYPE_Video);
+    FreeMediaType(type);
+    EXPECT_EQ(graph.out()->Connect(graph.in(), nullptr), VFW_E_ALREADY_CONNECTED);
+    EXPECT_EQ(graph.in()->ReceiveConnection(graph.out(), &graph.out()->CurrentMediaType()),
+              VFW_E_ALREADY_CONNECTED);
+
+    IPin* found = nullptr;
+    ASSERT_EQ(graph.source->FindPin(L"Out", &found), S_OK);
+    EXPECT_EQ(found, static_cast<IPin*>(graph.out()));
+    found->Release();
+    EXPECT_EQ(graph.source->FindPin(L"None", &found), E_FAIL);
+}
+
+}  // namespace
