@@ -9,8 +9,8 @@
 // graph's event sink, which it keeps without a reference (the graph outlives its filters).
 // Threads: Stop, Pause, Run, SetSyncSource and JoinFilterGraph take the filter lock (given by the
 // subclass, shared with its pins); the state is atomic so that streaming threads read it without
-// that lock. Failures: E_POINTER for null out pointers; VFW_E_NOT_FOUND-like lookups answer
-// E_FAIL (FindPin); StreamTime answers E_FAIL without a clock; the first failure of a pin's
+// that lock. Failures: E_POINTER for null out pointers; E_FAIL from FindPin for an unknown
+// name and from StreamTime without a clock; the first failure of a pin's
 // Active/Inactive/Run is returned after every pin has been called.
 #pragma once
 

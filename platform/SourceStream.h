@@ -9,7 +9,9 @@
 // stream: the worker delivers end of stream and waits for a command; a failure does the same
 // and reports EC_ERRORABORT to the graph; a delivery that is not S_OK (a refusal while
 // flushing, a stopped peer) ends the loop too. On stop the loop ends and the command is
-// answered; on exit the thread ends (OnThreadDestroy).
+// answered; on exit the thread ends (OnThreadDestroy). A worker blocked inside a downstream
+// Receive is not woken by Inactive: the caller flushes downstream first (begin flush, stop, end
+// flush), so that Receive returns.
 // Threads: the Active/Inactive and command calls come from the controlling thread (the filter
 // lock held or not), one at a time (`accessLock`); FillBuffer and the hooks run on the worker,
 // which never takes the filter lock. The command slot is guarded by `commandLock`.

@@ -11,6 +11,7 @@
 
 #include "foundation/CUManualResetEvent.h"
 #include "platform/BaseInputPin.h"
+#include "platform/MediaEvent.h"
 #include "platform/SourceStream.h"
 
 namespace {
@@ -38,6 +39,7 @@ public:
     }
     HRESULT FillBuffer(IMediaSample* sample) override {
         if (next == count) return S_FALSE;
+        if (next == failAt) return E_FAIL;
         uint8_t* bytes = nullptr;
         sample->GetPointer(&bytes);
         std::memcpy(bytes, &next, sizeof next);
@@ -51,6 +53,7 @@ public:
     }
 
     HRESULT hr = S_OK;
+    int failAt = -1;  // set before the run
     std::atomic<REFERENCE_TIME> lastLate{0};
 
 private:
@@ -205,8 +208,30 @@ TEST(SourceStreamTest, StopJoinsTheWorkerAndNoSampleFollows) {
     EXPECT_FALSE(graph.out()->ThreadExists());
     const std::vector<int> seen = graph.in()->Events();
     EXPECT_EQ(seen, Counting(0, static_cast<int>(seen.size())));  // in order, no end of stream
-    // Nothing runs that could add to it: the worker is joined and a new run starts fresh.
-    EXPECT_EQ(graph.in()->Events(), seen);
+
+    // A new run goes on from the next counter: nothing was lost or sent twice across the stop.
+    ASSERT_EQ(graph.source->Run(0), S_OK);
+    ASSERT_TRUE(graph.in()->WaitForEvents(seen.size() + 3));
+    ASSERT_EQ(graph.source->Stop(), S_OK);
+    const std::vector<int> all = graph.in()->Events();
+    EXPECT_EQ(all, Counting(0, static_cast<int>(all.size())));
+}
+
+TEST(SourceStreamTest, FailedFillEndsTheStreamAndAbortsTheGraph) {
+    CMediaEventQueue queue;
+    Graph graph(INT_MAX, 2);
+    graph.out()->failAt = 3;
+    ASSERT_EQ(graph.source->JoinFilterGraph(&queue), S_OK);
+    graph.Start();
+    ASSERT_TRUE(graph.in()->WaitForEvents(4));
+    EXPECT_EQ(graph.in()->Events(), (std::vector<int>{0, 1, 2, kEndOfStream}));
+    long code = 0;
+    LONG_PTR param1 = 0;
+    LONG_PTR param2 = 0;
+    ASSERT_EQ(queue.GetEvent(&code, &param1, &param2, 30000), S_OK);
+    EXPECT_EQ(code, EC_ERRORABORT);
+    EXPECT_EQ(param1, E_FAIL);
+    graph.source->JoinFilterGraph(nullptr);
 }
 
 TEST(SourceStreamTest, FlushInTheMiddleRefusesThenTheStreamGoesOn) {
