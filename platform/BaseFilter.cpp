@@ -20,14 +20,14 @@ HRESULT CBaseFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
 
 HRESULT CBaseFilter::Stop() {
     CUAutoLock lock(m_pLock);
+    // Every connected pin, even when stopped already: a Pause that failed half way may have
+    // left some pins active.
     HRESULT first = S_OK;
-    if (m_State.load() != State_Stopped) {
-        for (int i = 0; i < GetPinCount(); ++i) {
-            CBasePin* pin = GetPin(i);
-            if (!pin || !pin->IsConnected()) continue;
-            const HRESULT hr = pin->Inactive();
-            if (FAILED(hr) && SUCCEEDED(first)) first = hr;
-        }
+    for (int i = 0; i < GetPinCount(); ++i) {
+        CBasePin* pin = GetPin(i);
+        if (!pin || !pin->IsConnected()) continue;
+        const HRESULT hr = pin->Inactive();
+        if (FAILED(hr) && SUCCEEDED(first)) first = hr;
     }
     m_State.store(State_Stopped);
     return first;

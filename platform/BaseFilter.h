@@ -3,14 +3,14 @@
 // The state goes stopped -> paused -> running and back. Pause from stopped activates every
 // connected pin (CBasePin::Active: an output commits its allocator, a source pin starts its
 // worker); Run from stopped pauses first, then records the start time and calls Run on every
-// connected pin; Stop deactivates every connected pin (a source pin stops and joins its worker,
-// so no sample leaves the filter once Stop has returned). Stream time is the clock's time minus
-// the start time given to Run. The filter does not own its graph: JoinFilterGraph gives it the
-// graph's event sink, which it keeps without a reference (the graph outlives its filters).
-// Threads: Stop, Pause, Run, SetSyncSource and JoinFilterGraph take the filter lock (given by the
-// subclass, shared with its pins); the state is atomic so that streaming threads read it without
-// that lock. Failures: E_POINTER for null out pointers; E_FAIL from FindPin for an unknown
-// name and from StreamTime without a clock; the first failure of a pin's
+// connected pin; Stop deactivates every connected pin, whatever the state (a source pin stops and
+// joins its worker, so no sample leaves the filter once Stop has returned). Stream time is the
+// clock's time minus the start time given to Run. The filter does not own its graph:
+// JoinFilterGraph gives it the graph's event sink, which it keeps without a reference (the graph
+// outlives its filters). Threads: Stop, Pause, Run, SetSyncSource and JoinFilterGraph take the
+// filter lock (given by the subclass, shared with its pins); the state is atomic so that streaming
+// threads read it without that lock. Failures: E_POINTER for null out pointers; E_FAIL from FindPin
+// for an unknown name and from StreamTime without a clock; the first failure of a pin's
 // Active/Inactive/Run is returned after every pin has been called.
 #pragma once
 

@@ -52,5 +52,6 @@ public:
 protected:
     IMemAllocator* m_pAllocator = nullptr;  // referenced; guarded by m_pLock, set while stopped
     bool m_bReadOnly = false;               // guarded by m_pLock, set while stopped
-    std::atomic<bool> m_bFlushing{false};
+    std::atomic<bool> m_bFlushing{false};   // atomic: set by the controlling thread, read on the
+                                            // streaming thread
 };
