@@ -16,9 +16,7 @@
 
 #include "platform/Guid.h"
 #include "platform/HResult.h"
-
-// Stream and sample times, in units of 100 ns (an alias may be declared again, identically).
-using REFERENCE_TIME = int64_t;
+#include "platform/ReferenceTime.h"
 
 // Major types, as four-character codes in the subtype layout: 'vids' and 'auds'.
 inline constexpr GUID MEDIATYPE_Video = FourCCSubtype(MakeFourCC('v', 'i', 'd', 's'));

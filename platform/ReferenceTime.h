@@ -1,6 +1,5 @@
 // REFERENCE_TIME: a time or a duration in 100-nanosecond units, the unit of every clock, sample
-// time and stream time of the graph runtime (ten million to the second). The alias may be
-// declared again, identically, elsewhere in the runtime.
+// time and stream time of the graph runtime (ten million to the second).
 #pragma once
 
 #include <cstdint>
