@@ -6,6 +6,7 @@ set(QV_THREADED_TESTS
   WindowMessagesTest
   NamedMutexTest
   SourceStreamTest
+  BaseRendererTest
 )
 # Test files that compare with independent tools.
 set(QV_ORACLE_TESTS

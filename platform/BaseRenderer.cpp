@@ -1,0 +1,185 @@
+#include "platform/BaseRenderer.h"
+
+#include <new>
+
+#include "foundation/CUAutoLock.h"
+
+CRendererInputPin::CRendererInputPin(CBaseRenderer* renderer, HRESULT* phr, const wchar_t* name)
+    : CBaseInputPin("renderer input pin", renderer, renderer->pStateLock(), phr, name),
+      m_pRenderer(renderer) {}
+
+HRESULT CRendererInputPin::Receive(IMediaSample* pSample) {
+    const HRESULT hr = CBaseInputPin::Receive(pSample);
+    if (hr != S_OK) return hr;
+    return m_pRenderer->Receive(pSample);
+}
+
+HRESULT CRendererInputPin::EndOfStream() {
+    if (IsStopped()) return VFW_E_WRONG_STATE;
+    if (IsFlushing()) return S_FALSE;
+    return m_pRenderer->EndOfStream();
+}
+
+HRESULT CRendererInputPin::BeginFlush() {
+    CBaseInputPin::BeginFlush();
+    return m_pRenderer->BeginFlush();
+}
+
+HRESULT CRendererInputPin::EndFlush() {
+    m_pRenderer->EndFlush();
+    return CBaseInputPin::EndFlush();
+}
+
+HRESULT CRendererInputPin::CheckMediaType(const CMediaType* pmt) {
+    return m_pRenderer->CheckMediaType(pmt);
+}
+
+CBaseRenderer::CBaseRenderer(REFCLSID clsid, const char* name, IUnknown* outer, HRESULT* phr)
+    : CBaseFilter(name, outer, &m_InterfaceLock, clsid) {
+    m_pInputPin = new (std::nothrow) CRendererInputPin(this, phr, L"In");
+    if (!m_pInputPin && phr) *phr = E_OUTOFMEMORY;
+}
+
+CBaseRenderer::~CBaseRenderer() {
+    delete m_pInputPin;
+}
+
+HRESULT CBaseRenderer::Stop() {
+    CUAutoLock lock(m_pLock);
+    m_AbortEvent.Set();
+    m_RunEvent.Reset();
+    m_PauseEvent.Reset();
+    return CBaseFilter::Stop();
+}
+
+HRESULT CBaseRenderer::Pause() {
+    CUAutoLock lock(m_pLock);
+    if (IsStopped()) {
+        {
+            std::lock_guard<std::mutex> guard(m_RendererLock);
+            m_bEOS = false;
+            m_bEOSDelivered = false;
+        }
+        m_AbortEvent.Reset();
+    }
+    const HRESULT hr = CBaseFilter::Pause();
+    if (FAILED(hr)) return hr;
+    m_RunEvent.Reset();
+    m_PauseEvent.Set();
+    return hr;
+}
+
+HRESULT CBaseRenderer::Run(REFERENCE_TIME tStart) {
+    CUAutoLock lock(m_pLock);
+    const HRESULT hr = CBaseFilter::Run(tStart);
+    if (FAILED(hr) && m_State.load() != State_Running) return hr;
+    m_PauseEvent.Reset();
+    m_RunEvent.Set();
+    SendEndOfStreamIfDue();
+    return hr;
+}
+
+void CBaseRenderer::SendEndOfStreamIfDue() {
+    {
+        std::lock_guard<std::mutex> guard(m_RendererLock);
+        if (!m_bEOS || m_bEOSDelivered || m_State.load() != State_Running) return;
+        m_bEOSDelivered = true;
+    }
+    NotifyEvent(EC_COMPLETE, S_OK, 0);
+}
+
+HRESULT CBaseRenderer::EndOfStream() {
+    {
+        std::lock_guard<std::mutex> guard(m_RendererLock);
+        m_bEOS = true;
+    }
+    SendEndOfStreamIfDue();
+    return S_OK;
+}
+
+HRESULT CBaseRenderer::BeginFlush() {
+    m_AbortEvent.Set();
+    return S_OK;
+}
+
+HRESULT CBaseRenderer::EndFlush() {
+    CUAutoLock lock(m_pLock);
+    {
+        std::lock_guard<std::mutex> guard(m_RendererLock);
+        m_bEOS = false;
+        m_bEOSDelivered = false;
+    }
+    if (!IsStopped()) m_AbortEvent.Reset();
+    return S_OK;
+}
+
+HRESULT CBaseRenderer::RenderLate(IMediaSample* pSample, REFERENCE_TIME start, REFERENCE_TIME stop,
+                                  REFERENCE_TIME late) {
+    Quality q;
+    q.Type = Famine;
+    q.Late = late;
+    q.TimeStamp = start;
+    const REFERENCE_TIME duration = stop - start;
+    q.Proportion =
+        duration > 0 ? static_cast<int32_t>((1000 * duration) / (duration + late)) : 1000;
+    m_pInputPin->PassNotify(q);  // E_NOTIMPL when upstream takes no quality messages: fine
+    return DoRenderSample(pSample);
+}
+
+HRESULT CBaseRenderer::Receive(IMediaSample* pSample) {
+    if (pSample->IsPreroll() == S_OK) return S_OK;
+    {
+        std::lock_guard<std::mutex> guard(m_RendererLock);
+        if (m_bEOS) return VFW_E_SAMPLE_REJECTED;
+    }
+    REFERENCE_TIME start = 0;
+    REFERENCE_TIME stop = 0;
+    const bool timed = SUCCEEDED(pSample->GetTime(&start, &stop));
+    bool told = false;  // OnReceiveFirstSample called
+    for (;;) {
+        const int now = CUWaitAny({&m_AbortEvent, &m_RunEvent}, std::chrono::milliseconds(0));
+        if (now == 0 || now == CUWaitFailed) return Aborted();
+        if (now == CUWaitTimeout) {
+            // Paused: hold the sample until Run, a flush or Stop.
+            if (!told) {
+                told = true;
+                OnReceiveFirstSample(pSample);
+            }
+            const int woken = CUWaitAny({&m_AbortEvent, &m_RunEvent});
+            if (woken != 1) return Aborted();
+            continue;
+        }
+        if (!timed) return DoRenderSample(pSample);
+        IReferenceClock* clock = nullptr;
+        REFERENCE_TIME base = 0;
+        {
+            CUAutoLock lock(m_pLock);
+            clock = m_pClock;
+            if (clock) clock->AddRef();
+            base = m_tStart;
+        }
+        if (!clock) return DoRenderSample(pSample);
+        REFERENCE_TIME time = 0;
+        HRESULT hr = clock->GetTime(&time);
+        const REFERENCE_TIME late = time - (base + start);
+        if (FAILED(hr) || late >= 0) {
+            clock->Release();
+            return FAILED(hr) ? DoRenderSample(pSample) : RenderLate(pSample, start, stop, late);
+        }
+        m_ClockEvent.Reset();  // a fire that raced an earlier Unadvise
+        uintptr_t cookie = 0;
+        hr = clock->AdviseTime(base, start, &m_ClockEvent, &cookie);
+        if (FAILED(hr)) {
+            clock->Release();
+            return DoRenderSample(pSample);
+        }
+        OnWaitStart(start);
+        const int woken = CUWaitAny({&m_AbortEvent, &m_PauseEvent, &m_ClockEvent});
+        OnWaitEnd();
+        if (woken != 2) clock->Unadvise(cookie);
+        clock->Release();
+        if (woken == 2) return DoRenderSample(pSample);
+        if (woken != 1) return Aborted();
+        // Back to Pause: held again until Run.
+    }
+}

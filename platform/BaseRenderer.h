@@ -1,0 +1,112 @@
+// CBaseRenderer and CRendererInputPin: a filter at the end of a stream that hands each sample to
+// DoRenderSample at the sample's time on the graph's reference clock.
+//
+// This is our runtime, not a clone: only what the filters rely on is here.
+// - Receive, in Run, waits until the clock reaches the filter's start time plus the sample's start
+//   time (AdviseTime on the filter's clock, waiting on that event together with the abort and
+//   pause events) and then renders. A sample already late renders at once and a quality message
+//   (Famine, Late = lateness in 100 ns units, Proportion = the rate that would keep up, in
+//   thousandths, TimeStamp = the sample's start) goes upstream through the input pin's
+//   PassNotify. Samples without times, and all samples when the filter has no clock, render at
+//   once. Preroll samples are accepted and never rendered.
+// - In Pause the arriving sample is held (Receive blocks), OnReceiveFirstSample is called with it
+//   once, and it renders when Run comes; the streaming thread is blocked meanwhile, so the rest
+//   wait too. Going from Run back to Pause sends a sample waiting on the clock back to being held.
+// - EndOfStream: as Receive is synchronous, every earlier sample has been rendered or discarded
+//   by then. EC_COMPLETE goes to the graph's event sink at once when running, at the next Run when
+//   paused, never when stopped or flushing; once per stream (Pause from stopped and EndFlush start
+//   a new stream). Samples after the end of the stream are refused.
+// - BeginFlush releases a waiting or held Receive (which answers S_FALSE, the sample unrendered);
+//   Stop releases it too (VFW_E_WRONG_STATE).
+// Threads: Receive, EndOfStream and the hooks DoRenderSample, OnReceiveFirstSample, OnWaitStart,
+// OnWaitEnd run on the upstream streaming thread, one call at a time. Stop, Pause, Run,
+// BeginFlush and EndFlush run on the controlling thread; Stop/Pause/Run hold the filter lock,
+// which Receive takes only briefly to read the clock and start time, never while waiting. The
+// events are thread-safe objects; the end-of-stream flags are guarded by m_RendererLock.
+// Ownership: the filter owns its input pin; samples stay owned by the caller of Receive (the
+// renderer keeps no reference after Receive returns). The clock is referenced by CBaseFilter.
+// Failures: Receive answers E_POINTER, VFW_E_NOT_CONNECTED, VFW_E_WRONG_STATE (stopped, or
+// stopped while waiting), S_FALSE (flushing, or flushed while waiting), VFW_E_SAMPLE_REJECTED
+// (after the end of the stream), or the failure of DoRenderSample. EndOfStream answers
+// VFW_E_WRONG_STATE when stopped and S_FALSE (ignored) while flushing. The constructor leaves
+// E_OUTOFMEMORY in *phr if the pin could not be made.
+#pragma once
+
+#include <mutex>
+
+#include "foundation/CUAutoResetEvent.h"
+#include "foundation/CUManualResetEvent.h"
+#include "foundation/CURecursiveLock.h"
+#include "platform/BaseFilter.h"
+#include "platform/BaseInputPin.h"
+
+class CBaseRenderer;
+
+class CRendererInputPin : public CBaseInputPin {
+public:
+    CRendererInputPin(CBaseRenderer* renderer, HRESULT* phr, const wchar_t* name);
+
+    HRESULT Receive(IMediaSample* pSample) override;
+    HRESULT EndOfStream() override;
+    HRESULT BeginFlush() override;
+    HRESULT EndFlush() override;
+    HRESULT CheckMediaType(const CMediaType* pmt) override;
+
+private:
+    CBaseRenderer* const m_pRenderer;  // owns the pin
+};
+
+class CBaseRenderer : public CBaseFilter {
+public:
+    // `phr`: set to a failure if the pin could not be made; left alone otherwise.
+    CBaseRenderer(REFCLSID clsid, const char* name, IUnknown* outer, HRESULT* phr);
+    ~CBaseRenderer() override;
+
+    HRESULT Stop() override;
+    HRESULT Pause() override;
+    HRESULT Run(REFERENCE_TIME tStart) override;
+
+    int GetPinCount() override { return m_pInputPin ? 1 : 0; }
+    CBasePin* GetPin(int n) override { return n == 0 ? m_pInputPin : nullptr; }
+    CRendererInputPin* InputPin() const { return m_pInputPin; }
+
+    // What the input pin accepts: S_OK or a refusal.
+    virtual HRESULT CheckMediaType(const CMediaType* pmt) = 0;
+    // Renders one sample, at its time.
+    virtual HRESULT DoRenderSample(IMediaSample* pSample) = 0;
+    // The sample that arrived while paused; it is rendered after Run unless flushed or stopped.
+    virtual void OnReceiveFirstSample(IMediaSample*) {}
+    // Around a wait on the clock for a sample due at `start` (stream time).
+    virtual void OnWaitStart(REFERENCE_TIME /*start*/) {}
+    virtual void OnWaitEnd() {}
+
+    // Called by the input pin, after its own checks.
+    HRESULT Receive(IMediaSample* pSample);
+    HRESULT EndOfStream();
+    HRESULT BeginFlush();
+    HRESULT EndFlush();
+
+protected:
+    // Sends EC_COMPLETE if the stream ended, it was not sent yet, and the filter runs.
+    void SendEndOfStreamIfDue();
+    // Renders at once and tells upstream how late the sample was.
+    HRESULT RenderLate(IMediaSample* pSample, REFERENCE_TIME start, REFERENCE_TIME stop,
+                       REFERENCE_TIME late);
+    // The answer of a Receive released by the abort event.
+    HRESULT Aborted() const { return IsStopped() ? VFW_E_WRONG_STATE : S_FALSE; }
+
+    CURecursiveLock m_InterfaceLock;  // the filter lock
+    CRendererInputPin* m_pInputPin = nullptr;
+
+    // Set while Receive must give up: stopped or flushing.
+    CUManualResetEvent m_AbortEvent;
+    // Set exactly while running; m_PauseEvent exactly while paused.
+    CUManualResetEvent m_RunEvent;
+    CUManualResetEvent m_PauseEvent;
+    // Set by the clock when a sample is due; streaming thread only besides the clock.
+    CUAutoResetEvent m_ClockEvent{false};
+
+    std::mutex m_RendererLock;
+    bool m_bEOS = false;           // guarded by m_RendererLock
+    bool m_bEOSDelivered = false;  // guarded by m_RendererLock
+};

@@ -1,0 +1,294 @@
+// A source pin pushing timed counters into a renderer on the system clock: order and timing, late
+// samples with quality messages upstream, end of stream, pause holding the first sample, flush
+// and stop releasing a waiting sample, preroll and untimed samples.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <climits>
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+#include <vector>
+
+#include "foundation/CUManualResetEvent.h"
+#include "platform/BaseRenderer.h"
+#include "platform/MediaEvent.h"
+#include "platform/SourceStream.h"
+
+namespace {
+
+constexpr auto kPatience = std::chrono::seconds(30);
+constexpr REFERENCE_TIME kMs = 10000;  // one millisecond in 100 ns units
+
+class TimedStream : public CSourceStream {
+public:
+    TimedStream(CSource* filter, int count, REFERENCE_TIME first, REFERENCE_TIME step)
+        : CSourceStream("timed pin", &hr, filter, L"Out"), count(count), first(first), step(step) {}
+
+    HRESULT GetMediaType(int i, CMediaType* type) override {
+        if (i < 0) return E_INVALIDARG;
+        if (i > 0) return VFW_S_NO_MORE_ITEMS;
+        type->SetType(&MEDIATYPE_Video);
+        return S_OK;
+    }
+    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
+    HRESULT DecideBufferSize(IMemAllocator* alloc, ALLOCATOR_PROPERTIES* props) override {
+        props->cBuffers = 2;
+        props->cbBuffer = sizeof(int);
+        ALLOCATOR_PROPERTIES actual;
+        return alloc->SetProperties(props, &actual);
+    }
+    HRESULT FillBuffer(IMediaSample* sample) override {
+        if (next == count) return S_FALSE;
+        uint8_t* bytes = nullptr;
+        sample->GetPointer(&bytes);
+        std::memcpy(bytes, &next, sizeof next);
+        sample->SetActualDataLength(sizeof next);
+        REFERENCE_TIME start = first + next * step;
+        REFERENCE_TIME stop = start + step;
+        sample->SetTime(untimed ? nullptr : &start, untimed ? nullptr : &stop);
+        sample->SetPreroll(next < prerolled);
+        ++next;
+        return S_OK;
+    }
+    HRESULT Notify(IBaseFilter*, Quality q) override {
+        std::lock_guard<std::mutex> guard(lock);
+        quality.push_back(q);
+        return S_OK;
+    }
+    std::vector<Quality> Messages() {
+        std::lock_guard<std::mutex> guard(lock);
+        return quality;
+    }
+
+    HRESULT hr = S_OK;
+    bool untimed = false;  // set before the run
+    int prerolled = 0;     // set before the run: so many first samples are preroll
+
+private:
+    const int count;
+    const REFERENCE_TIME first;
+    const REFERENCE_TIME step;
+    int next = 0;  // worker only
+    std::mutex lock;
+    std::vector<Quality> quality;  // guarded by `lock`
+};
+
+class TimedSource : public CSource {
+public:
+    TimedSource(int count, REFERENCE_TIME first, REFERENCE_TIME step)
+        : CSource("timed source", nullptr, GUID_NULL) {
+        pin = new TimedStream(this, count, first, step);
+    }
+    TimedStream* pin;
+};
+
+struct Rendered {
+    int value;
+    REFERENCE_TIME start;  // the sample's
+    REFERENCE_TIME at;     // stream time when rendered
+};
+
+class TestRenderer : public CBaseRenderer {
+public:
+    TestRenderer() : CBaseRenderer(GUID_NULL, "test renderer", nullptr, &hr) {}
+
+    HRESULT CheckMediaType(const CMediaType* type) override {
+        return type->majortype == MEDIATYPE_Video ? S_OK : S_FALSE;
+    }
+    HRESULT DoRenderSample(IMediaSample* sample) override {
+        Rendered r{Value(sample), 0, 0};
+        REFERENCE_TIME stop = 0;
+        if (FAILED(sample->GetTime(&r.start, &stop))) r.start = -1;
+        StreamTime(&r.at);
+        std::lock_guard<std::mutex> guard(lock);
+        rendered.push_back(r);
+        changed.notify_all();
+        return S_OK;
+    }
+    void OnReceiveFirstSample(IMediaSample* sample) override {
+        {
+            std::lock_guard<std::mutex> guard(lock);
+            firstSamples.push_back(Value(sample));
+        }
+        firstSample.Set();
+    }
+    void OnWaitStart(REFERENCE_TIME) override { waiting.Set(); }
+
+    static int Value(IMediaSample* sample) {
+        uint8_t* bytes = nullptr;
+        sample->GetPointer(&bytes);
+        int value = 0;
+        std::memcpy(&value, bytes, sizeof value);
+        return value;
+    }
+    bool WaitForRendered(size_t n) {
+        std::unique_lock<std::mutex> guard(lock);
+        return changed.wait_for(guard, kPatience, [&] { return rendered.size() >= n; });
+    }
+    std::vector<Rendered> Renders() {
+        std::lock_guard<std::mutex> guard(lock);
+        return rendered;
+    }
+    std::vector<int> FirstSamples() {
+        std::lock_guard<std::mutex> guard(lock);
+        return firstSamples;
+    }
+
+    HRESULT hr = S_OK;
+    CUManualResetEvent firstSample;
+    CUManualResetEvent waiting;
+    std::mutex lock;
+    std::condition_variable changed;  // with `lock`
+    std::vector<Rendered> rendered;   // guarded by `lock`
+    std::vector<int> firstSamples;    // guarded by `lock`
+};
+
+// A connected source and renderer on one system clock, in a graph whose events go to `queue`.
+struct Graph {
+    Graph(int count, REFERENCE_TIME first, REFERENCE_TIME step)
+        : source(new TimedSource(count, first, step)), renderer(new TestRenderer) {
+        source->AddRef();
+        renderer->AddRef();
+        clock.AddRef();
+        source->SetSyncSource(&clock);
+        renderer->SetSyncSource(&clock);
+        renderer->JoinFilterGraph(&queue);
+        queue.AddRef();
+    }
+    ~Graph() {
+        renderer->Stop();  // releases a waiting Receive, so that the worker can be joined
+        source->Stop();
+        out()->Disconnect();
+        in()->Disconnect();
+        renderer->JoinFilterGraph(nullptr);
+        source->Release();
+        renderer->Release();
+    }
+    TimedStream* out() { return source->pin; }
+    CRendererInputPin* in() { return renderer->InputPin(); }
+    void Pause() {
+        ASSERT_EQ(out()->Connect(in(), nullptr), S_OK);
+        ASSERT_EQ(renderer->Pause(), S_OK);
+        ASSERT_EQ(source->Pause(), S_OK);
+    }
+    // Runs with stream time 0 at `offset` from now.
+    void Run(REFERENCE_TIME offset) {
+        const REFERENCE_TIME start = CSystemClock::Now() + offset;
+        ASSERT_EQ(renderer->Run(start), S_OK);
+        ASSERT_EQ(source->Run(start), S_OK);
+    }
+    // The next event code, or 0 when none comes within `ms`.
+    long NextEvent(long ms) {
+        long code = 0;
+        LONG_PTR p1 = 0;
+        LONG_PTR p2 = 0;
+        return queue.GetEvent(&code, &p1, &p2, ms) == S_OK ? code : 0;
+    }
+
+    CSystemClock clock;
+    CMediaEventQueue queue;
+    TimedSource* source;
+    TestRenderer* renderer;
+};
+
+TEST(BaseRendererTest, RendersInOrderNoEarlierThanTheirTimeThenCompletesOnce) {
+    Graph graph(5, 20 * kMs, 10 * kMs);
+    graph.Pause();
+    graph.Run(0);
+    EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
+    const std::vector<Rendered> rendered = graph.renderer->Renders();
+    ASSERT_EQ(rendered.size(), 5u);  // all rendered before EC_COMPLETE
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(rendered[i].value, i);
+        EXPECT_GE(rendered[i].at, rendered[i].start);
+    }
+    EXPECT_TRUE(graph.out()->Messages().empty());  // none was late
+    EXPECT_EQ(graph.NextEvent(0), 0);              // once
+}
+
+TEST(BaseRendererTest, LateSamplesRenderAtOnceAndTellUpstream) {
+    // Stream time 0 was an hour ago: every sample is late by about that much.
+    constexpr REFERENCE_TIME kHour = 3600LL * 1000 * kMs;
+    Graph graph(3, 0, 10 * kMs);
+    graph.Pause();
+    graph.Run(-kHour);
+    EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
+    const std::vector<Rendered> rendered = graph.renderer->Renders();
+    ASSERT_EQ(rendered.size(), 3u);
+    const std::vector<Quality> messages = graph.out()->Messages();
+    ASSERT_EQ(messages.size(), 3u);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(rendered[i].value, i);
+        EXPECT_EQ(messages[i].Type, Famine);
+        EXPECT_EQ(messages[i].TimeStamp, i * 10 * kMs);
+        EXPECT_GE(messages[i].Late, kHour - i * 10 * kMs);
+        EXPECT_LT(messages[i].Late, kHour + 60 * 1000 * kMs);
+        EXPECT_GE(messages[i].Proportion, 0);
+        EXPECT_LT(messages[i].Proportion, 1000);
+    }
+}
+
+TEST(BaseRendererTest, PauseHoldsTheFirstSampleUntilRun) {
+    Graph graph(3, 0, kMs);
+    graph.out()->prerolled = 1;  // sample 0 is preroll: accepted, never rendered nor held
+    graph.Pause();
+    ASSERT_TRUE(graph.renderer->firstSample.Wait());
+    EXPECT_EQ(graph.renderer->FirstSamples(), std::vector<int>{1});
+    EXPECT_TRUE(graph.renderer->Renders().empty());
+    EXPECT_EQ(graph.NextEvent(0), 0);
+    graph.Run(0);
+    EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
+    const std::vector<Rendered> rendered = graph.renderer->Renders();
+    ASSERT_EQ(rendered.size(), 2u);
+    EXPECT_EQ(rendered[0].value, 1);
+    EXPECT_EQ(rendered[1].value, 2);
+    EXPECT_EQ(graph.renderer->FirstSamples(), std::vector<int>{1});
+}
+
+TEST(BaseRendererTest, FlushReleasesASampleWaitingOnTheClock) {
+    constexpr REFERENCE_TIME kHour = 3600LL * 1000 * kMs;
+    Graph graph(2, kHour, kMs);
+    graph.Pause();
+    graph.Run(0);
+    ASSERT_TRUE(graph.renderer->waiting.Wait());
+    ASSERT_EQ(graph.out()->DeliverBeginFlush(), S_OK);  // Receive answers S_FALSE
+    ASSERT_EQ(graph.out()->StopWorker(), S_OK);         // so the worker is free to stop
+    ASSERT_EQ(graph.out()->DeliverEndFlush(), S_OK);
+    EXPECT_TRUE(graph.renderer->Renders().empty());
+    EXPECT_EQ(graph.NextEvent(0), 0);
+}
+
+TEST(BaseRendererTest, FlushDiscardsTheHeldSampleAndStopReleasesAWait) {
+    constexpr REFERENCE_TIME kHour = 3600LL * 1000 * kMs;
+    Graph graph(INT_MAX, kHour, kMs);
+    graph.Pause();
+    ASSERT_TRUE(graph.renderer->firstSample.Wait());
+    ASSERT_EQ(graph.out()->DeliverBeginFlush(), S_OK);
+    ASSERT_EQ(graph.out()->StopWorker(), S_OK);
+    ASSERT_EQ(graph.out()->DeliverEndFlush(), S_OK);
+    graph.renderer->firstSample.Reset();
+    ASSERT_EQ(graph.out()->PauseWorker(), S_OK);
+    ASSERT_TRUE(graph.renderer->firstSample.Wait());  // the next sample is held
+
+    graph.Run(0);
+    ASSERT_TRUE(graph.renderer->waiting.Wait());
+    ASSERT_EQ(graph.renderer->Stop(), S_OK);  // releases the wait on the clock
+    ASSERT_EQ(graph.source->Stop(), S_OK);    // joins the worker
+    EXPECT_TRUE(graph.renderer->Renders().empty());
+    EXPECT_EQ(graph.renderer->FirstSamples(), (std::vector<int>{0, 1}));
+    EXPECT_EQ(graph.NextEvent(0), 0);
+}
+
+TEST(BaseRendererTest, UntimedSamplesRenderAtOnce) {
+    Graph graph(3, 0, kMs);
+    graph.out()->untimed = true;
+    graph.Pause();
+    graph.Run(1000LL * 1000 * kMs);  // stream time 0 far ahead: timed samples would wait
+    EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
+    const std::vector<Rendered> rendered = graph.renderer->Renders();
+    ASSERT_EQ(rendered.size(), 3u);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(rendered[i].start, -1);
+}
+
+}  // namespace
