@@ -7,6 +7,7 @@ set(QV_THREADED_TESTS
   NamedMutexTest
   SourceStreamTest
   BaseRendererTest
+  FilterGraphTest
 )
 # Test files that compare with independent tools.
 set(QV_ORACLE_TESTS

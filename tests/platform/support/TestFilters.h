@@ -1,0 +1,146 @@
+// Test filters for graph tests: a source pushing the counters 0..count-1 and a sink recording
+// them, with end of stream recorded as kEndOfStream and reported to the graph as EC_COMPLETE.
+// The sink can hold every Receive until the filter stops, like a renderer waiting for its clock.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+#include <vector>
+
+#include "foundation/CUManualResetEvent.h"
+#include "platform/BaseInputPin.h"
+#include "platform/MediaEvent.h"
+#include "platform/SourceStream.h"
+
+namespace qv_test {
+
+constexpr int kEndOfStream = -1;
+constexpr auto kPatience = std::chrono::seconds(30);
+
+class CounterStream : public CSourceStream {
+public:
+    CounterStream(CSource* filter, int count, int buffers)
+        : CSourceStream("counter pin", &hr, filter, L"Out"), count(count), buffers(buffers) {}
+
+    HRESULT GetMediaType(int i, CMediaType* type) override {
+        if (i < 0) return E_INVALIDARG;
+        if (i > 0) return VFW_S_NO_MORE_ITEMS;
+        type->SetType(&MEDIATYPE_Video);
+        return S_OK;
+    }
+    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
+    HRESULT DecideBufferSize(IMemAllocator* alloc, ALLOCATOR_PROPERTIES* props) override {
+        props->cBuffers = buffers;
+        props->cbBuffer = sizeof(int);
+        ALLOCATOR_PROPERTIES actual;
+        return alloc->SetProperties(props, &actual);
+    }
+    HRESULT FillBuffer(IMediaSample* sample) override {
+        if (next == count) return S_FALSE;
+        uint8_t* bytes = nullptr;
+        sample->GetPointer(&bytes);
+        std::memcpy(bytes, &next, sizeof next);
+        sample->SetActualDataLength(sizeof next);
+        ++next;
+        return S_OK;
+    }
+
+    HRESULT hr = S_OK;
+
+private:
+    const int count;
+    const int buffers;
+    int next = 0;  // worker only
+};
+
+class CounterSource : public CSource {
+public:
+    CounterSource(int count, int buffers) : CSource("counter source", nullptr, GUID_NULL) {
+        pin = new CounterStream(this, count, buffers);
+    }
+    CounterStream* pin;  // owned by the filter
+};
+
+class RecordingPin : public CBaseInputPin {
+public:
+    RecordingPin(CBaseFilter* filter, CURecursiveLock* lock)
+        : CBaseInputPin("recording pin", filter, lock, &hr, L"In") {}
+
+    HRESULT CheckMediaType(const CMediaType* type) override {
+        return type->majortype == MEDIATYPE_Video ? S_OK : S_FALSE;
+    }
+    HRESULT Active() override {
+        released.Reset();
+        return CBaseInputPin::Active();
+    }
+    HRESULT Inactive() override {
+        released.Set();
+        return CBaseInputPin::Inactive();
+    }
+    HRESULT Receive(IMediaSample* sample) override {
+        if (holdUntilStopped) {
+            entered.Set();
+            released.Wait();
+        }
+        const HRESULT result = CBaseInputPin::Receive(sample);
+        if (result != S_OK) return result;
+        uint8_t* bytes = nullptr;
+        sample->GetPointer(&bytes);
+        int value = 0;
+        std::memcpy(&value, bytes, sizeof value);
+        std::lock_guard<std::mutex> guard(lock);
+        events.push_back(value);
+        changed.notify_all();
+        return S_OK;
+    }
+    HRESULT EndOfStream() override {
+        {
+            std::lock_guard<std::mutex> guard(lock);
+            events.push_back(kEndOfStream);
+            changed.notify_all();
+        }
+        return m_pFilter->NotifyEvent(EC_COMPLETE, S_OK, 0);
+    }
+    bool WaitForEvents(size_t n) {
+        std::unique_lock<std::mutex> guard(lock);
+        return changed.wait_for(guard, kPatience, [&] { return events.size() >= n; });
+    }
+    std::vector<int> Events() {
+        std::lock_guard<std::mutex> guard(lock);
+        return events;
+    }
+
+    HRESULT hr = S_OK;
+    bool holdUntilStopped = false;  // set before the run
+    CUManualResetEvent entered;     // set when a held Receive begins
+    CUManualResetEvent released;    // set by Inactive, reset by Active
+
+private:
+    std::mutex lock;
+    std::condition_variable changed;  // with `lock`
+    std::vector<int> events;          // guarded by `lock`
+};
+
+class RecordingSink : public CBaseFilter {
+public:
+    RecordingSink() : CBaseFilter("recording sink", nullptr, &stateLock, GUID_NULL) {
+        pin = new RecordingPin(this, &stateLock);
+    }
+    ~RecordingSink() override { delete pin; }
+    int GetPinCount() override { return 1; }
+    CBasePin* GetPin(int n) override { return n == 0 ? pin : nullptr; }
+
+    CURecursiveLock stateLock;
+    RecordingPin* pin;  // owned
+};
+
+inline std::vector<int> Counting(int from, int to) {
+    std::vector<int> values;
+    for (int i = from; i < to; ++i) values.push_back(i);
+    return values;
+}
+
+}  // namespace qv_test
