@@ -80,9 +80,10 @@ public:
     virtual void OnWaitStart(REFERENCE_TIME /*start*/) {}
     virtual void OnWaitEnd() {}
 
-    // Called by the input pin, after its own checks.
+    // Called by the input pin, after its own checks. A subclass that overrides EndOfStream calls
+    // this one.
     HRESULT Receive(IMediaSample* pSample);
-    HRESULT EndOfStream();
+    virtual HRESULT EndOfStream();
     HRESULT BeginFlush();
     HRESULT EndFlush();
 

@@ -114,6 +114,11 @@ public:
         firstSample.Set();
     }
     void OnWaitStart(REFERENCE_TIME) override { waiting.Set(); }
+    HRESULT EndOfStream() override {
+        const HRESULT hr = CBaseRenderer::EndOfStream();
+        endOfStream.Set();
+        return hr;
+    }
 
     static int Value(IMediaSample* sample) {
         uint8_t* bytes = nullptr;
@@ -138,6 +143,7 @@ public:
     HRESULT hr = S_OK;
     CUManualResetEvent firstSample;
     CUManualResetEvent waiting;
+    CUManualResetEvent endOfStream;
     std::mutex lock;
     std::condition_variable changed;  // with `lock`
     std::vector<Rendered> rendered;   // guarded by `lock`
@@ -244,6 +250,20 @@ TEST(BaseRendererTest, PauseHoldsTheFirstSampleUntilRun) {
     EXPECT_EQ(rendered[0].value, 1);
     EXPECT_EQ(rendered[1].value, 2);
     EXPECT_EQ(graph.renderer->FirstSamples(), std::vector<int>{1});
+}
+
+TEST(BaseRendererTest, EndOfStreamWhilePausedCompletesAtRunAndOnlyOnce) {
+    Graph graph(1, 0, kMs);
+    graph.out()->prerolled = 1;  // nothing to render: the end of the stream comes while paused
+    graph.Pause();
+    ASSERT_TRUE(graph.renderer->endOfStream.Wait());
+    EXPECT_EQ(graph.NextEvent(0), 0);
+    graph.Run(0);
+    EXPECT_EQ(graph.NextEvent(0), EC_COMPLETE);  // sent by Run itself
+    ASSERT_EQ(graph.renderer->Pause(), S_OK);
+    graph.Run(0);
+    EXPECT_EQ(graph.NextEvent(0), 0);
+    EXPECT_TRUE(graph.renderer->Renders().empty());
 }
 
 TEST(BaseRendererTest, FlushReleasesASampleWaitingOnTheClock) {
