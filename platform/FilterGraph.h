@@ -23,8 +23,9 @@
 // - Events: filters notify the graph's sink; every event is queued for GetEvent in arrival order.
 //   The sink also counts EC_COMPLETE and remembers the first EC_ERRORABORT since the last run from
 //   stopped, which WaitForCompletion waits on without taking events out of the queue.
-// - The destructor stops the graph (every worker thread ends), disconnects nothing it need not,
-//   leaves the graph on every filter and releases the filters and the clock.
+// - The destructor stops the graph (every worker thread has ended when Stop returns), takes the
+//   clock and the event sink back from every filter, breaks every connection of their pins (a
+//   pin references its peer's filter) and releases the filters, the queue and the clock.
 // Threads: the control calls (AddFilter, RemoveFilter, ConnectDirect, Disconnect, Pause, Run, Stop,
 // GetState, StreamTime) may come from any thread and are serialised by `lock`; filters notify
 // events from their streaming threads, which take only `eventLock` (never `lock`), so a Stop that

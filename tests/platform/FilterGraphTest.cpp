@@ -56,6 +56,32 @@ TEST(FilterGraphTest, RunsToCompletionWithEverySampleOnceInOrder) {
     EXPECT_EQ(f.graph->WaitForCompletion(0), VFW_E_WRONG_STATE);
 }
 
+TEST(FilterGraphTest, AFailedSourceEndsTheWaitWithItsError) {
+    // A second renderer that never completes: only the abort can end the wait (the failing
+    // source also ends its stream, so the connected sink does complete).
+    Fixture f(INT_MAX, 2);
+    RecordingSink* idle = new RecordingSink;
+    idle->AddRef();
+    ASSERT_EQ(f.graph->AddFilter(idle, L"idle sink"), S_OK);
+    f.source->pin->failAt = 4;
+    ASSERT_EQ(f.graph->Run(), S_OK);
+    EXPECT_EQ(f.graph->WaitForCompletion(30000), E_FAIL);
+    long code = 0;
+    LONG_PTR p1 = 0;
+    LONG_PTR p2 = 0;
+    bool sawAbort = false;
+    while (f.graph->GetEvent(&code, &p1, &p2, 0) == S_OK) sawAbort |= code == EC_ERRORABORT;
+    EXPECT_TRUE(sawAbort);
+    ASSERT_EQ(f.graph->Stop(), S_OK);
+
+    // A new run from stopped forgets the old abort.
+    f.source->pin->failAt = -1;
+    ASSERT_EQ(f.graph->Run(), S_OK);
+    EXPECT_EQ(f.graph->WaitForCompletion(0), E_ABORT);
+    ASSERT_EQ(f.graph->Stop(), S_OK);
+    idle->Release();
+}
+
 TEST(FilterGraphTest, PauseKeepsTheStreamTimeAndStopEndsTheWorker) {
     Fixture f(INT_MAX, 3);
     ASSERT_EQ(f.graph->Pause(), S_OK);

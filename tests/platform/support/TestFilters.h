@@ -40,6 +40,7 @@ public:
     }
     HRESULT FillBuffer(IMediaSample* sample) override {
         if (next == count) return S_FALSE;
+        if (next == failAt) return E_FAIL;
         uint8_t* bytes = nullptr;
         sample->GetPointer(&bytes);
         std::memcpy(bytes, &next, sizeof next);
@@ -49,6 +50,7 @@ public:
     }
 
     HRESULT hr = S_OK;
+    int failAt = -1;  // set before the run: FillBuffer fails at this counter
 
 private:
     const int count;
