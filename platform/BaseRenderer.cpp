@@ -47,8 +47,6 @@ CBaseRenderer::~CBaseRenderer() {
 HRESULT CBaseRenderer::Stop() {
     CUAutoLock lock(m_pLock);
     m_AbortEvent.Set();
-    m_RunEvent.Reset();
-    m_PauseEvent.Reset();
     return CBaseFilter::Stop();
 }
 
@@ -64,8 +62,7 @@ HRESULT CBaseRenderer::Pause() {
     }
     const HRESULT hr = CBaseFilter::Pause();
     if (FAILED(hr)) return hr;
-    m_RunEvent.Reset();
-    m_PauseEvent.Set();
+    m_StateChanged.Set();
     return hr;
 }
 
@@ -73,8 +70,7 @@ HRESULT CBaseRenderer::Run(REFERENCE_TIME tStart) {
     CUAutoLock lock(m_pLock);
     const HRESULT hr = CBaseFilter::Run(tStart);
     if (FAILED(hr) && m_State.load() != State_Running) return hr;
-    m_PauseEvent.Reset();
-    m_RunEvent.Set();
+    m_StateChanged.Set();
     SendEndOfStreamIfDue();
     return hr;
 }
@@ -137,26 +133,32 @@ HRESULT CBaseRenderer::Receive(IMediaSample* pSample) {
     const bool timed = SUCCEEDED(pSample->GetTime(&start, &stop));
     bool told = false;  // OnReceiveFirstSample called
     for (;;) {
-        const int now = CUWaitAny({&m_AbortEvent, &m_RunEvent}, std::chrono::milliseconds(0));
-        if (now == 0 || now == CUWaitFailed) return Aborted();
-        if (now == CUWaitTimeout) {
+        bool running = false;
+        IReferenceClock* clock = nullptr;
+        REFERENCE_TIME base = 0;
+        {
+            // Pause and Run set m_StateChanged under this lock: any change after this read wakes
+            // the waits below.
+            CUAutoLock lock(m_pLock);
+            m_StateChanged.Reset();
+            running = m_State.load() == State_Running;
+            base = m_tStart;
+            clock = running && timed ? m_pClock : nullptr;
+            if (clock) clock->AddRef();
+        }
+        const int aborted = CUWaitAny({&m_AbortEvent}, std::chrono::milliseconds(0));
+        if (aborted != CUWaitTimeout) {
+            if (clock) clock->Release();
+            return Aborted();
+        }
+        if (!running) {
             // Paused: hold the sample until Run, a flush or Stop.
             if (!told) {
                 told = true;
                 OnReceiveFirstSample(pSample);
             }
-            const int woken = CUWaitAny({&m_AbortEvent, &m_RunEvent});
-            if (woken != 1) return Aborted();
+            if (CUWaitAny({&m_AbortEvent, &m_StateChanged}) != 1) return Aborted();
             continue;
-        }
-        if (!timed) return DoRenderSample(pSample);
-        IReferenceClock* clock = nullptr;
-        REFERENCE_TIME base = 0;
-        {
-            CUAutoLock lock(m_pLock);
-            clock = m_pClock;
-            if (clock) clock->AddRef();
-            base = m_tStart;
         }
         if (!clock) return DoRenderSample(pSample);
         REFERENCE_TIME time = 0;
@@ -174,12 +176,12 @@ HRESULT CBaseRenderer::Receive(IMediaSample* pSample) {
             return DoRenderSample(pSample);
         }
         OnWaitStart(start);
-        const int woken = CUWaitAny({&m_AbortEvent, &m_PauseEvent, &m_ClockEvent});
+        const int woken = CUWaitAny({&m_AbortEvent, &m_StateChanged, &m_ClockEvent});
         OnWaitEnd();
         if (woken != 2) clock->Unadvise(cookie);
         clock->Release();
         if (woken == 2) return DoRenderSample(pSample);
         if (woken != 1) return Aborted();
-        // Back to Pause: held again until Run.
+        // Paused again or run with a new start time: schedule afresh.
     }
 }

@@ -4,14 +4,15 @@
 // This is our runtime, not a clone: only what the filters rely on is here.
 // - Receive, in Run, waits until the clock reaches the filter's start time plus the sample's start
 //   time (AdviseTime on the filter's clock, waiting on that event together with the abort and
-//   pause events) and then renders. A sample already late renders at once and a quality message
-//   (Famine, Late = lateness in 100 ns units, Proportion = the rate that would keep up, in
+//   state-change events) and then renders. A sample already late renders at once and a quality
+//   message (Famine, Late = lateness in 100 ns units, Proportion = the rate that would keep up, in
 //   thousandths, TimeStamp = the sample's start) goes upstream through the input pin's
 //   PassNotify. Samples without times, and all samples when the filter has no clock, render at
 //   once. Preroll samples are accepted and never rendered.
 // - In Pause the arriving sample is held (Receive blocks), OnReceiveFirstSample is called with it
 //   once, and it renders when Run comes; the streaming thread is blocked meanwhile, so the rest
-//   wait too. Going from Run back to Pause sends a sample waiting on the clock back to being held.
+//   wait too. Going from Run back to Pause sends a sample waiting on the clock back to being held;
+//   a new Run schedules it against the new start time.
 // - EndOfStream: as Receive is synchronous, every earlier sample has been rendered or discarded
 //   by then. EC_COMPLETE goes to the graph's event sink at once when running, at the next Run when
 //   paused, never when stopped or flushing; once per stream (Pause from stopped and EndFlush start
@@ -101,9 +102,9 @@ protected:
 
     // Set while Receive must give up: stopped or flushing.
     CUManualResetEvent m_AbortEvent;
-    // Set exactly while running; m_PauseEvent exactly while paused.
-    CUManualResetEvent m_RunEvent;
-    CUManualResetEvent m_PauseEvent;
+    // Set by Pause and Run under the filter lock; reset by Receive under that lock before it
+    // reads the state, so that a change after that read wakes its wait.
+    CUAutoResetEvent m_StateChanged{false};
     // Set by the clock when a sample is due; streaming thread only besides the clock.
     CUAutoResetEvent m_ClockEvent{false};
 

@@ -300,6 +300,20 @@ TEST(BaseRendererTest, FlushDiscardsTheHeldSampleAndStopReleasesAWait) {
     EXPECT_EQ(graph.NextEvent(0), 0);
 }
 
+TEST(BaseRendererTest, PauseSendsAWaitingSampleBackAndRunReschedulesIt) {
+    constexpr REFERENCE_TIME kHour = 3600LL * 1000 * kMs;
+    Graph graph(1, kHour, kMs);
+    graph.Pause();
+    graph.Run(0);
+    ASSERT_TRUE(graph.renderer->waiting.Wait());
+    ASSERT_EQ(graph.renderer->Pause(), S_OK);
+    ASSERT_EQ(graph.renderer->Run(CSystemClock::Now() - kHour), S_OK);  // the sample is due now
+    EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
+    const std::vector<Rendered> rendered = graph.renderer->Renders();
+    ASSERT_EQ(rendered.size(), 1u);
+    EXPECT_GE(rendered[0].at, kHour);
+}
+
 TEST(BaseRendererTest, UntimedSamplesRenderAtOnce) {
     Graph graph(3, 0, kMs);
     graph.out()->untimed = true;
