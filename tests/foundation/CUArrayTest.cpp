@@ -24,14 +24,6 @@ public:
     }
 };
 
-TEST(CUArray, IndexAtCountGivesNull) {
-    CUSharedPtr<CUMutableArray> array = CUCreate<CUMutableArray>();
-    array->AddObject(Number(1));
-    EXPECT_TRUE(array->ObjectAtIndex(0));
-    EXPECT_FALSE(array->ObjectAtIndex(1));
-    EXPECT_FALSE(array->ObjectAtIndex(UINT64_MAX));
-}
-
 TEST(CUArray, DescriptionPrintsNullSlots) {
     CUSharedPtr<CUMutableArray> array = CUCreate<CUMutableArray>();
     array->AddObject(Number(7));
@@ -53,11 +45,14 @@ TEST(CUArray, AddObjectsFromArrayAppendsInOrderIncludingItself) {
     EXPECT_EQ(ValueAt(array, 3), 2);
 }
 
-TEST(CUArray, RemoveAllReleasesElements) {
+TEST(CUArray, IndexAtCountGivesNullAndRemoveAllReleases) {
     CUSharedPtr<CUMutableArray> array = CUCreate<CUMutableArray>();
     CUSharedPtr<CUObject> element = Number(3);
     array->AddObject(element);
     EXPECT_EQ(element->RetainCount(), 2);
+    EXPECT_TRUE(array->ObjectAtIndex(0));
+    EXPECT_FALSE(array->ObjectAtIndex(1));
+    EXPECT_FALSE(array->ObjectAtIndex(UINT64_MAX));
     array->RemoveAllObjects();
     EXPECT_EQ(array->Count(), 0u);
     EXPECT_EQ(element->RetainCount(), 1);

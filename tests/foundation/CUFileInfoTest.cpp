@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -46,9 +45,7 @@ TEST(CUFileInfo, SizeExistsAndDelete) {
     TempDirectory dir;
     WriteFile(dir.Native("f"), Pattern(321));
     std::filesystem::create_directory(dir.Native("d"));
-    CUFileInfo file(dir.Path("f"));
-    CUFileInfo directory(dir.Path("d"));
-    CUFileInfo missing(dir.Path("none"));
+    CUFileInfo file(dir.Path("f")), directory(dir.Path("d")), missing(dir.Path("none"));
     EXPECT_EQ(ThrownCode([] { CUFileInfo info(nullptr); }), 2u);
     EXPECT_EQ(ThrownCode([] { CUFileInfo info(CUCreate<CUStringWin>("")); }), 1u);
 
@@ -132,10 +129,6 @@ struct OverwriteCase {
     uint32_t thrown;  // 0: the transfer runs and succeeds
 };
 
-void PrintTo(const OverwriteCase& c, std::ostream* out) {
-    *out << (c.copy ? "copy" : "move") << (c.overwrite ? " replacing" : " keeping");
-}
-
 class OverwriteTest : public testing::TestWithParam<OverwriteCase> {};
 
 TEST_P(OverwriteTest, ExistingDestinationNeedsOverwrite) {
@@ -199,8 +192,7 @@ TEST(CUFileInfo, MoveAcrossFileSystemsCopiesThenDeletes) {
     EXPECT_EQ(log.reports, 2);
     EXPECT_FALSE(source.Exists());
     EXPECT_EQ(ReadFile(target), Pattern(kChunk + 1));
-    std::error_code ignored;
-    std::filesystem::remove_all(other, ignored);
+    std::filesystem::remove_all(other);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -16,7 +15,6 @@
 namespace {
 
 using namespace qvtest;
-
 using namespace std::string_literals;
 
 // The code that opening threw, or 0 when the stream opened.
@@ -103,10 +101,6 @@ struct ShareCase {
     uint32_t firstAccess, secondAccess;
     bool secondOpens;
 };
-
-void PrintTo(const ShareCase& c, std::ostream* out) {
-    *out << "access " << c.firstAccess << " then " << c.secondAccess;
-}
 
 class ShareRuleTest : public testing::TestWithParam<ShareCase> {};
 

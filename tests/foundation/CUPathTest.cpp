@@ -13,17 +13,22 @@ std::string Narrow(std::u16string_view text) {
     return cu_text::EncodeUTF8(text);
 }
 
+template <class C>
+requires requires(const C& c) {
+    c.path;
+}
+std::ostream& operator<<(std::ostream& os, const C& c) {
+    return os << '"' << Narrow(c.path) << '"';
+}
+
 struct Case {
-    std::u16string input;
+    std::u16string path;
     std::u16string expected;
 };
-void PrintTo(const Case& c, std::ostream* os) {
-    *os << '"' << Narrow(c.input) << '"';
-}
 
 class CUPathRemoveLastComponent : public testing::TestWithParam<Case> {};
 TEST_P(CUPathRemoveLastComponent, KeepsTheParent) {
-    EXPECT_EQ(Narrow(cu_path::RemoveLastComponent(GetParam().input)), Narrow(GetParam().expected));
+    EXPECT_EQ(Narrow(cu_path::RemoveLastComponent(GetParam().path)), Narrow(GetParam().expected));
 }
 INSTANTIATE_TEST_SUITE_P(
     Paths, CUPathRemoveLastComponent,
@@ -40,9 +45,6 @@ struct AppendCase {
     std::u16string more;
     std::u16string expected;
 };
-void PrintTo(const AppendCase& c, std::ostream* os) {
-    *os << '"' << Narrow(c.path) << "\" + \"" << Narrow(c.more) << '"';
-}
 
 class CUPathAppend : public testing::TestWithParam<AppendCase> {};
 TEST_P(CUPathAppend, JoinsAndCanonicalizes) {
@@ -87,9 +89,6 @@ struct SplitCase {
     std::u16string path;
     std::u16string drive, folder, name, extension;
 };
-void PrintTo(const SplitCase& c, std::ostream* os) {
-    *os << '"' << Narrow(c.path) << '"';
-}
 
 class CUPathSplit : public testing::TestWithParam<SplitCase> {};
 TEST_P(CUPathSplit, TakesThePathApart) {
@@ -114,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 class CUPathLastFolder : public testing::TestWithParam<Case> {};
 TEST_P(CUPathLastFolder, GivesTheLastComponent) {
-    const std::optional<std::u16string_view> folder = cu_path::LastFolder(GetParam().input);
+    const std::optional<std::u16string_view> folder = cu_path::LastFolder(GetParam().path);
     ASSERT_TRUE(folder);
     EXPECT_EQ(Narrow(*folder), Narrow(GetParam().expected));
 }
@@ -136,9 +135,6 @@ struct ComponentsCase {
     std::u16string path;
     std::vector<std::u16string> expected;
 };
-void PrintTo(const ComponentsCase& c, std::ostream* os) {
-    *os << '"' << Narrow(c.path) << '"';
-}
 
 class CUPathComponents : public testing::TestWithParam<ComponentsCase> {};
 TEST_P(CUPathComponents, SplitAtEitherSeparator) {

@@ -110,11 +110,6 @@ TEST(CUStringFormat, BadConversionsFail) {
     }
 }
 
-TEST(CUStringFormat, NullFormatGivesNull) {
-    EXPECT_FALSE(StringWithFormat(CUSharedPtr<CUStringWin>(), 1));
-    EXPECT_FALSE(StringWithFormat(CUCreate<CUStringWin>(CUStringWin::NoText())));
-}
-
 CUSharedPtr<CUStringWin> FormatThroughList(const CUSharedPtr<CUStringWin>* format, ...) {
     va_list arguments;
     va_start(arguments, format);
@@ -125,11 +120,11 @@ CUSharedPtr<CUStringWin> FormatThroughList(const CUSharedPtr<CUStringWin>* forma
 
 TEST(CUStringFormatV, TakesAnArgumentList) {
     const CUSharedPtr<CUStringWin> format = CUCreate<CUStringWin>(u"%s=%d");
-    const CUSharedPtr<CUStringWin> result = FormatThroughList(&format, u"frame", 42);
-    ASSERT_TRUE(result);
-    EXPECT_EQ(result->UTF8String(), "frame=42");
+    EXPECT_EQ(FormatThroughList(&format, u"frame", 42)->UTF8String(), "frame=42");
     const CUSharedPtr<CUStringWin> null;
     EXPECT_FALSE(FormatThroughList(&null, 1));
+    EXPECT_FALSE(StringWithFormat(null, 1));
+    EXPECT_FALSE(StringWithFormat(CUCreate<CUStringWin>(CUStringWin::NoText())));
 }
 
 }  // namespace

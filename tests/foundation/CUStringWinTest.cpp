@@ -37,9 +37,6 @@ struct DecodeCase {
     uint32_t encoding;
     std::optional<std::u16string> expected;
 };
-void PrintTo(const DecodeCase& c, std::ostream* os) {
-    *os << c.name;
-}
 
 class CUStringWinFromBytes : public testing::TestWithParam<DecodeCase> {};
 TEST_P(CUStringWinFromBytes, Decodes) {
@@ -47,9 +44,6 @@ TEST_P(CUStringWinFromBytes, Decodes) {
     const uint8_t none = 0xEE;  // an empty vector may have no data pointer at all
     const CUStringWin string(c.bytes.empty() ? &none : c.bytes.data(), c.bytes.size(), c.encoding);
     EXPECT_EQ(TextOf(string), c.expected);
-    if (c.expected) {
-        EXPECT_EQ(string.Length(), c.expected->size());
-    }
 }
 INSTANTIATE_TEST_SUITE_P(
     Encodings, CUStringWinFromBytes,
@@ -73,11 +67,7 @@ INSTANTIATE_TEST_SUITE_P(
         DecodeCase{"Windows1252StopsAtZero", {0x41, 0x00, 0x42}, 2, u"A"},
         DecodeCase{"Utf8", {0xC3, 0xA9, 0xE2, 0x82, 0xAC}, 0, u"\x00E9\x20AC"},
         DecodeCase{"Utf8FourBytes", {0xF0, 0x9F, 0x98, 0x80}, 0, u"\xD83D\xDE00"},
-        DecodeCase{"Utf8IllFormed",
-                   {0x41, 0xC3, 0x42, 0xFF},
-                   0,
-                   u"A\xFFFD"
-                   u"B\xFFFD"},
+        DecodeCase{"Utf8IllFormed", {0x41, 0xC3, 0x42, 0xFF}, 0, u"A\uFFFDB\uFFFD"},
         DecodeCase{"Utf8StopsAtZero", {0x41, 0x00, 0x42}, 0, u"A"},
         DecodeCase{"Utf8Empty", {}, 0, u""},
         DecodeCase{"UnknownEncodingIsUtf8", {0xC3, 0xA9}, 7, u"\x00E9"}),
@@ -88,7 +78,6 @@ TEST(CUStringWinFromBytes, NullBytesGiveNoText) {
         const CUStringWin string(nullptr, 4, encoding);
         EXPECT_FALSE(string.HasText());
         EXPECT_EQ(string.WideChars(), nullptr);
-        EXPECT_EQ(string.Length(), 0u);
     }
 }
 
@@ -213,7 +202,6 @@ TEST(CUStringWinIsEqualWithMode, NoTextIsNeverEqual) {
 
 TEST(CUStringWinIsLess, ComparesCodeUnits) {
     EXPECT_TRUE(CUStringWin(u"B").IsLess(CUStringWin(u"a")));
-    EXPECT_FALSE(CUStringWin(u"a").IsLess(CUStringWin(u"B")));
     EXPECT_TRUE(CUStringWin(u"ab").IsLess(CUStringWin(u"abc")));
     EXPECT_FALSE(CUStringWin(u"ab").IsLess(CUStringWin(u"ab")));
     EXPECT_TRUE(CUStringWin(u"\x7FFF").IsLess(CUStringWin(u"\xD800")));
@@ -223,7 +211,6 @@ TEST(CUStringWinIsLess, ComparesCodeUnits) {
 
 TEST(CUStringWinCharacterCount, CountsSurrogatePairsOnce) {
     EXPECT_EQ(CUStringWin(u"\xD83D\xDE00").CharacterCount(), 1u);
-    EXPECT_EQ(CUStringWin(u"\xD83D\xDE00").Length(), 2u);
     EXPECT_EQ(CUStringWin(u"a\xD83D").CharacterCount(), 2u);       // lone high surrogate
     EXPECT_EQ(CUStringWin(u"\xDE00\xD83D").CharacterCount(), 2u);  // reversed pair
     EXPECT_EQ(CUStringWin::NoText().CharacterCount(), 0u);
@@ -251,10 +238,8 @@ TEST(CUStringWinSubstring, EdgesOfTheRange) {
     EXPECT_EQ(TextOf(text.SubstringWithRange(1, 1)), u"b");
     EXPECT_EQ(TextOf(text.SubstringWithRange(0, 2)), u"ab");
     EXPECT_EQ(TextOf(text.SubstringFromIndex(2)), u"");
-    EXPECT_EQ(TextOf(text.SubstringFromIndex(0)), u"ab");
     EXPECT_EQ(TextOf(text.SubstringFromIndex(3)), std::nullopt);
     EXPECT_EQ(TextOf(text.SubstringFromIndex(-1)), std::nullopt);
-    EXPECT_EQ(TextOf(text.SubstringFromIndex(INT64_MIN)), std::nullopt);
     EXPECT_EQ(TextOf(text.SubstringWithRange(-1, 1)), std::nullopt);
     EXPECT_EQ(TextOf(text.SubstringWithRange(0, -1)), std::nullopt);
     EXPECT_EQ(TextOf(CUStringWin::NoText().SubstringWithRange(0, 0)), std::nullopt);
@@ -277,16 +262,9 @@ TEST(CUStringWinSubstring, ThrowsWhenTheEndOverflows31Bits) {
 }
 
 TEST(CUStringWinStringByTrimming, DropsWideWhiteSpaceAtBothEnds) {
-    EXPECT_EQ(TextOf(CUStringWin(u"\t\r\n \x00A0"
-                                 u"a b\x3000\x2028 ")
-                         .StringByTrimming()),
-              u"a b");
+    EXPECT_EQ(TextOf(CUStringWin(u"\t\r\n \u00A0a b\u3000\u2028 ").StringByTrimming()), u"a b");
     EXPECT_EQ(TextOf(CUStringWin(u" \x000B\x000C ").StringByTrimming()), u"");
-    EXPECT_EQ(TextOf(CUStringWin(u"\x200B"
-                                 u"a")
-                         .StringByTrimming()),
-              u"\x200B"
-              u"a");
+    EXPECT_EQ(TextOf(CUStringWin(u"\u200Ba").StringByTrimming()), u"\u200Ba");
     EXPECT_EQ(TextOf(CUStringWin::NoText().StringByTrimming()), std::nullopt);
 }
 
@@ -296,36 +274,23 @@ TEST(CUStringWinStringByAppendingString, Concatenates) {
     EXPECT_EQ(TextOf(CUStringWin::NoText().StringByAppendingString(CUStringWin(u"cd"))), u"");
 }
 
-// Path operations of the class: the rules themselves are covered with the path functions.
-TEST(CUStringWinPathOperations, SplitWindowsAndPosixPaths) {
-    struct Expected {
-        std::u16string path, parent, file, name, extension, folder;
-    };
-    for (const Expected& e :
-         {Expected{u"C:\\clips\\A001C002.MXF", u"C:\\clips", u"A001C002.MXF", u"A001C002", u".MXF",
-                   u"A001C002.MXF"},
-          Expected{u"/media/card/CLIP/", u"/media/card/CLIP", u"", u"", u"", u"CLIP"},
-          Expected{u"C:\\", u"C:\\", u"", u"", u"", u"C:"}}) {
-        const CUStringWin path(e.path);
-        CUStringWin out;
-        EXPECT_EQ(path.StringByDeletingLastPathComponent(out), CUStatusOK);
-        EXPECT_EQ(TextOf(out), e.parent);
-        EXPECT_EQ(path.LastPathComponent(out), CUStatusOK);
-        EXPECT_EQ(TextOf(out), e.file);
-        EXPECT_EQ(path.LastPathComponentWithoutExtension(out), CUStatusOK);
-        EXPECT_EQ(TextOf(out), e.name);
-        EXPECT_EQ(path.PathExtension(out), CUStatusOK);
-        EXPECT_EQ(TextOf(out), e.extension);
-        EXPECT_EQ(path.LastFolderComponent(out), CUStatusOK);
-        EXPECT_EQ(TextOf(out), e.folder);
-    }
+// The path rules are covered with the path functions; here only the wrapper's glue.
+TEST(CUStringWinPathOperations, SucceedWithTheRuleResult) {
+    const CUStringWin path(u"C:\\clips\\A001C002.MXF");
     CUStringWin out;
-    EXPECT_EQ(CUStringWin(u"C:\\clips").StringByAppendingPathComponent(CUStringWin(u"a.MXF"), out),
-              CUStatusOK);
-    EXPECT_EQ(TextOf(out), u"C:\\clips\\a.MXF");
-    EXPECT_EQ(CUStringWin(u"/clips").StringByAppendingPathComponent(CUStringWin(u"a.MXF"), out),
-              CUStatusOK);
-    EXPECT_EQ(TextOf(out), u"/clips/a.MXF");
+    using Op = uint32_t (CUStringWin::*)(CUStringWin&) const;
+    const std::pair<Op, std::u16string> ops[] = {
+        {&CUStringWin::StringByDeletingLastPathComponent, u"C:\\clips"},
+        {&CUStringWin::LastPathComponent, u"A001C002.MXF"},
+        {&CUStringWin::LastPathComponentWithoutExtension, u"A001C002"},
+        {&CUStringWin::PathExtension, u".MXF"},
+        {&CUStringWin::LastFolderComponent, u"A001C002.MXF"}};
+    for (const auto& [op, expected] : ops) {
+        EXPECT_EQ((path.*op)(out), CUStatusOK);
+        EXPECT_EQ(TextOf(out), expected);
+    }
+    EXPECT_EQ(path.StringByAppendingPathComponent(CUStringWin(u"a"), out), CUStatusOK);
+    EXPECT_EQ(TextOf(out), u"C:\\clips\\A001C002.MXF\\a");
 }
 
 TEST(CUStringWinPathOperations, FailWithoutTouchingOut) {
@@ -353,24 +318,13 @@ TEST(CUStringWinPathOperations, FailWithoutTouchingOut) {
     EXPECT_EQ(TextOf(out), u"untouched");
 }
 
-TEST(CUStringWinComponents, PathComponentsSplitAtEitherSeparator) {
+TEST(CUStringWinComponents, SplitIntoAnArray) {
     CUSharedPtr<CUArray> array;
-    ASSERT_EQ(CUStringWin(u"C:\\a\\b\\").PathComponents(&array), CUStatusOK);
-    EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"C:", u"a", u"b"}));
-    ASSERT_EQ(CUStringWin(u"/a//b").PathComponents(&array), CUStatusOK);
-    EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"", u"a", u"", u"b"}));
-    // Not bound to the path buffer.
-    ASSERT_EQ(CUStringWin(std::u16string(300, u'x')).PathComponents(&array), CUStatusOK);
-    EXPECT_EQ(array->Count(), 1u);
-}
-
-TEST(CUStringWinComponents, UnderscoreKeepsATrailingEmptyElement) {
-    CUSharedPtr<CUArray> array;
+    // Not bound to the path buffer; the rules are covered with the path functions.
+    ASSERT_EQ(CUStringWin(u"/a/" + std::u16string(300, u'x')).PathComponents(&array), CUStatusOK);
+    EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"", u"a", std::u16string(300, u'x')}));
     ASSERT_EQ(CUStringWin(u"a_b_").ComponentsSeparatedByUnderscore(&array), CUStatusOK);
     EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"a", u"b", u""}));
-    ASSERT_EQ(CUStringWin(u"A001C002_150101AB").ComponentsSeparatedByUnderscore(&array),
-              CUStatusOK);
-    EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"A001C002", u"150101AB"}));
 }
 
 TEST(CUStringWinComponents, FailWithoutTouchingOut) {
