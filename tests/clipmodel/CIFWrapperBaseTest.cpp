@@ -165,24 +165,20 @@ INSTANTIATE_TEST_SUITE_P(
                       // The last member's end: one past the clip's frames.
                       SearchCase{196, false, true, 200}, SearchCase{200, false, false, 0}));
 
-TEST(CIFWrapperBase, FindRandomAccessFrameWalksTheSameWay) {
+TEST(CIFWrapperBase, RandomAccessAndKeyFramesMapAcrossMembers) {
     CUSharedPtr<TestWrapper> wrapper = TwoMembers();
+    for (auto [from, expected] : {std::pair<uint64_t, uint64_t>{0, 0}, {1, 100}, {101, 200}}) {
+        uint64_t found = 0;
+        EXPECT_TRUE(wrapper->FindRandomAccessFrame(from, &found));
+        EXPECT_EQ(found, expected) << from;
+    }
     uint64_t found = 0;
-    EXPECT_TRUE(wrapper->FindRandomAccessFrame(0, &found));
-    EXPECT_EQ(found, 0u);
-    EXPECT_TRUE(wrapper->FindRandomAccessFrame(1, &found));
-    EXPECT_EQ(found, 100u);
-    EXPECT_TRUE(wrapper->FindRandomAccessFrame(101, &found));
-    EXPECT_EQ(found, 200u);
     EXPECT_FALSE(wrapper->FindRandomAccessFrame(200, &found));
-}
-
-TEST(CIFWrapperBase, KeyFrameInLaterMemberAndPastTheEnd) {
-    CUSharedPtr<TestWrapper> wrapper = TwoMembers();
-    EXPECT_EQ(wrapper->GetKeyFrame(15), 10u);
-    EXPECT_EQ(wrapper->GetKeyFrame(115), 110u);
-    EXPECT_EQ(wrapper->GetKeyFrame(200), 200u);
-    EXPECT_EQ(wrapper->GetKeyFrame(uint64_t{1} << 40), uint64_t{1} << 40);
+    for (auto [frame, key] : {std::pair<uint64_t, uint64_t>{15, 10},
+                              {115, 110},
+                              {200, 200},
+                              {uint64_t{1} << 40, uint64_t{1} << 40}})
+        EXPECT_EQ(wrapper->GetKeyFrame(frame), key);
 }
 
 TEST(CIFWrapperBase, ReadFrameReachesTheMemberAndZeroesTheLayout) {

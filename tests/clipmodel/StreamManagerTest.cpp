@@ -274,18 +274,6 @@ TEST(StreamManager, LoneMXFFileOpensThroughMXFWrapper) {
     EXPECT_EQ(list->Count(), 1u);
 }
 
-TEST(StreamManager, IndexedNameWithoutMediaIndexDoesNotOpen) {
-    TempDirectory dir;
-    const std::string stem = Name(23, {{8, '_'}, {17, '_'}}, "");
-    const std::string path = synth::Synthesize(SmallClip(dir.root, stem)).paths.at(0);
-    StreamManager manager;
-    EXPECT_EQ(manager.Open(CUCreate<CUStringWin>(path.c_str()),
-                           CUCreate<FakeClip>(false, std::vector<std::string>{})),
-              0u);
-    EXPECT_FALSE(manager.mxfWrapper);
-    EXPECT_EQ(manager.clipVersion, ClipVersionCIF2);
-}
-
 TEST(StreamManager, HostFileListOpensThroughTheMemberWrapper) {
     TempDirectory dir;
     const std::string path = synth::Synthesize(SmallClip(dir.root, "LISTED01")).paths.at(0);

@@ -2,154 +2,13 @@
 // pool; and connection refusals.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <climits>
-#include <condition_variable>
-#include <cstring>
-#include <mutex>
-#include <vector>
 
-#include "foundation/CUManualResetEvent.h"
-#include "platform/BaseInputPin.h"
-#include "platform/MediaEvent.h"
-#include "platform/SourceStream.h"
+#include "support/TestFilters.h"
+
+using namespace qv_test;
 
 namespace {
-
-constexpr int kEndOfStream = -1;
-constexpr auto kPatience = std::chrono::seconds(30);
-
-class CounterStream : public CSourceStream {
-public:
-    CounterStream(CSource* filter, int count, int buffers)
-        : CSourceStream("counter pin", &hr, filter, L"Out"), count(count), buffers(buffers) {}
-
-    HRESULT GetMediaType(int i, CMediaType* type) override {
-        if (i < 0) return E_INVALIDARG;
-        if (i > 1) return VFW_S_NO_MORE_ITEMS;
-        type->SetType(i == 0 ? &MEDIATYPE_Audio : &MEDIATYPE_Video);
-        return S_OK;
-    }
-    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-    HRESULT DecideBufferSize(IMemAllocator* alloc, ALLOCATOR_PROPERTIES* props) override {
-        props->cBuffers = buffers;
-        props->cbBuffer = sizeof(int);
-        ALLOCATOR_PROPERTIES actual;
-        return alloc->SetProperties(props, &actual);
-    }
-    HRESULT FillBuffer(IMediaSample* sample) override {
-        if (next == count) return S_FALSE;
-        if (next == failAt) return E_FAIL;
-        uint8_t* bytes = nullptr;
-        sample->GetPointer(&bytes);
-        std::memcpy(bytes, &next, sizeof next);
-        sample->SetActualDataLength(sizeof next);
-        ++next;
-        return S_OK;
-    }
-    HRESULT Notify(IBaseFilter*, Quality q) override {
-        lastLate.store(q.Late);
-        return S_OK;
-    }
-
-    HRESULT hr = S_OK;
-    int failAt = -1;  // set before the run
-    std::atomic<REFERENCE_TIME> lastLate{0};
-
-private:
-    const int count;
-    const int buffers;
-    int next = 0;  // worker only
-};
-
-class CounterSource : public CSource {
-public:
-    CounterSource(int count, int buffers) : CSource("counter source", nullptr, GUID_NULL) {
-        pin = new CounterStream(this, count, buffers);
-    }
-    CounterStream* pin;
-};
-
-class RecordingSink;
-
-class RecordingPin : public CBaseInputPin {
-public:
-    RecordingPin(CBaseFilter* filter, CURecursiveLock* lock)
-        : CBaseInputPin("recording pin", filter, lock, &hr, L"In") {}
-
-    HRESULT CheckMediaType(const CMediaType* type) override {
-        return type->majortype == accepted ? S_OK : S_FALSE;
-    }
-    HRESULT Receive(IMediaSample* sample) override {
-        if (calls++ == gateAt) {
-            gateReached.Set();
-            gateOpen.Wait();
-        }
-        const HRESULT result = CBaseInputPin::Receive(sample);
-        std::lock_guard<std::mutex> guard(lock);
-        if (result != S_OK) {
-            ++refusals;
-        } else {
-            uint8_t* bytes = nullptr;
-            sample->GetPointer(&bytes);
-            int value = 0;
-            std::memcpy(&value, bytes, sizeof value);
-            events.push_back(value);
-            if (hold) {
-                sample->AddRef();
-                held.push_back(sample);
-            }
-        }
-        changed.notify_all();
-        return result;
-    }
-    HRESULT EndOfStream() override {
-        std::lock_guard<std::mutex> guard(lock);
-        events.push_back(kEndOfStream);
-        changed.notify_all();
-        return S_OK;
-    }
-    // Waits until `events` has `n` entries.
-    bool WaitForEvents(size_t n) {
-        std::unique_lock<std::mutex> guard(lock);
-        return changed.wait_for(guard, kPatience, [&] { return events.size() >= n; });
-    }
-    std::vector<int> Events() {
-        std::lock_guard<std::mutex> guard(lock);
-        return events;
-    }
-    void ReleaseHeld() {
-        std::lock_guard<std::mutex> guard(lock);
-        for (IMediaSample* sample : held) sample->Release();
-        held.clear();
-    }
-
-    HRESULT hr = S_OK;
-    GUID accepted = MEDIATYPE_Video;
-    bool hold = false;  // set before the run
-    int gateAt = -1;    // set before the run; worker reads it after
-    int calls = 0;      // worker only
-    CUManualResetEvent gateReached;
-    CUManualResetEvent gateOpen;
-    std::mutex lock;
-    std::condition_variable changed;  // with `lock`
-    std::vector<int> events;          // guarded by `lock`
-    std::vector<IMediaSample*> held;  // guarded by `lock`
-    int refusals = 0;                 // guarded by `lock`
-};
-
-class RecordingSink : public CBaseFilter {
-public:
-    RecordingSink() : CBaseFilter("recording sink", nullptr, &stateLock, GUID_NULL) {
-        pin = new RecordingPin(this, &stateLock);
-    }
-    ~RecordingSink() override { delete pin; }
-    int GetPinCount() override { return 1; }
-    CBasePin* GetPin(int n) override { return n == 0 ? pin : nullptr; }
-
-    CURecursiveLock stateLock;
-    RecordingPin* pin;
-};
 
 // A connected source and sink, both stopped, disconnected and released at the end.
 struct Graph {
@@ -179,12 +38,6 @@ struct Graph {
     CounterSource* source;
     RecordingSink* sink;
 };
-
-std::vector<int> Counting(int from, int to) {
-    std::vector<int> values;
-    for (int i = from; i < to; ++i) values.push_back(i);
-    return values;
-}
 
 TEST(SourceStreamTest, DeliversEverySampleOnceInOrderThenEndOfStream) {
     Graph graph(20, 2);
@@ -252,8 +105,7 @@ TEST(SourceStreamTest, FlushInTheMiddleRefusesThenTheStreamGoesOn) {
 
     ASSERT_TRUE(graph.in()->WaitForEvents(8));
     EXPECT_EQ(graph.in()->Events(), (std::vector<int>{0, 1, 2, 4, 5, 6, 7, kEndOfStream}));
-    std::lock_guard<std::mutex> guard(graph.in()->lock);
-    EXPECT_EQ(graph.in()->refusals, 1);
+    EXPECT_EQ(graph.in()->Refusals(), 1);
 }
 
 TEST(SourceStreamTest, WorkerWaitingForAFullPoolStillStops) {

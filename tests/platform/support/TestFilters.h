@@ -1,6 +1,7 @@
-// Test filters for graph tests: a source pushing the counters 0..count-1 and a sink recording
-// them, with end of stream recorded as kEndOfStream and reported to the graph as EC_COMPLETE.
-// The sink can hold every Receive until the filter stops, like a renderer waiting for its clock.
+// Test filters for graph tests: a source pushing the counters 0..count-1 (offering an audio then
+// a video type) and a sink recording them, with end of stream recorded as kEndOfStream and
+// reported to the graph as EC_COMPLETE. The sink can hold every Receive until the filter stops,
+// like a renderer waiting for its clock, stop once at a gate, or keep the samples it received.
 #pragma once
 
 #include <atomic>
@@ -27,8 +28,8 @@ public:
 
     HRESULT GetMediaType(int i, CMediaType* type) override {
         if (i < 0) return E_INVALIDARG;
-        if (i > 0) return VFW_S_NO_MORE_ITEMS;
-        type->SetType(&MEDIATYPE_Video);
+        if (i > 1) return VFW_S_NO_MORE_ITEMS;
+        type->SetType(i == 0 ? &MEDIATYPE_Audio : &MEDIATYPE_Video);
         return S_OK;
     }
     HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
@@ -48,9 +49,14 @@ public:
         ++next;
         return S_OK;
     }
+    HRESULT Notify(IBaseFilter*, Quality q) override {
+        lastLate.store(q.Late);
+        return S_OK;
+    }
 
     HRESULT hr = S_OK;
     int failAt = -1;  // set before the run: FillBuffer fails at this counter
+    std::atomic<REFERENCE_TIME> lastLate{0};
 
 private:
     const int count;
@@ -72,7 +78,7 @@ public:
         : CBaseInputPin("recording pin", filter, lock, &hr, L"In") {}
 
     HRESULT CheckMediaType(const CMediaType* type) override {
-        return type->majortype == MEDIATYPE_Video ? S_OK : S_FALSE;
+        return type->majortype == accepted ? S_OK : S_FALSE;
     }
     HRESULT Active() override {
         released.Reset();
@@ -87,14 +93,19 @@ public:
             entered.Set();
             released.Wait();
         }
+        if (calls++ == gateAt) {
+            gateReached.Set();
+            gateOpen.Wait();
+        }
         const HRESULT result = CBaseInputPin::Receive(sample);
-        if (result != S_OK) return result;
+        std::lock_guard<std::mutex> guard(lock);
+        if (result != S_OK) return ++refusals, result;
         uint8_t* bytes = nullptr;
         sample->GetPointer(&bytes);
         int value = 0;
         std::memcpy(&value, bytes, sizeof value);
-        std::lock_guard<std::mutex> guard(lock);
         events.push_back(value);
+        if (hold) sample->AddRef(), held.push_back(sample);
         changed.notify_all();
         return S_OK;
     }
@@ -114,16 +125,33 @@ public:
         std::lock_guard<std::mutex> guard(lock);
         return events;
     }
+    int Refusals() {
+        std::lock_guard<std::mutex> guard(lock);
+        return refusals;
+    }
+    void ReleaseHeld() {
+        std::lock_guard<std::mutex> guard(lock);
+        for (IMediaSample* sample : held) sample->Release();
+        held.clear();
+    }
 
     HRESULT hr = S_OK;
+    GUID accepted = MEDIATYPE_Video;
     bool holdUntilStopped = false;  // set before the run
+    bool hold = false;              // set before the run: keep every received sample
+    int gateAt = -1;                // set before the run: this Receive waits for gateOpen
     CUManualResetEvent entered;     // set when a held Receive begins
     CUManualResetEvent released;    // set by Inactive, reset by Active
+    CUManualResetEvent gateReached;
+    CUManualResetEvent gateOpen;
 
 private:
+    int calls = 0;  // worker only
     std::mutex lock;
     std::condition_variable changed;  // with `lock`
     std::vector<int> events;          // guarded by `lock`
+    std::vector<IMediaSample*> held;  // guarded by `lock`
+    int refusals = 0;                 // guarded by `lock`
 };
 
 class RecordingSink : public CBaseFilter {
