@@ -3,85 +3,16 @@
 // and stop releasing a waiting sample, preroll and untimed samples.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <climits>
-#include <condition_variable>
-#include <cstring>
-#include <mutex>
-#include <vector>
 
-#include "foundation/CUManualResetEvent.h"
 #include "platform/BaseRenderer.h"
-#include "platform/MediaEvent.h"
-#include "platform/SourceStream.h"
+#include "support/TestFilters.h"
+
+using namespace qv_test;
 
 namespace {
 
-constexpr auto kPatience = std::chrono::seconds(30);
 constexpr REFERENCE_TIME kMs = 10000;  // one millisecond in 100 ns units
-
-class TimedStream : public CSourceStream {
-public:
-    TimedStream(CSource* filter, int count, REFERENCE_TIME first, REFERENCE_TIME step)
-        : CSourceStream("timed pin", &hr, filter, L"Out"), count(count), first(first), step(step) {}
-
-    HRESULT GetMediaType(int i, CMediaType* type) override {
-        if (i < 0) return E_INVALIDARG;
-        if (i > 0) return VFW_S_NO_MORE_ITEMS;
-        type->SetType(&MEDIATYPE_Video);
-        return S_OK;
-    }
-    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-    HRESULT DecideBufferSize(IMemAllocator* alloc, ALLOCATOR_PROPERTIES* props) override {
-        props->cBuffers = 2;
-        props->cbBuffer = sizeof(int);
-        ALLOCATOR_PROPERTIES actual;
-        return alloc->SetProperties(props, &actual);
-    }
-    HRESULT FillBuffer(IMediaSample* sample) override {
-        if (next == count) return S_FALSE;
-        uint8_t* bytes = nullptr;
-        sample->GetPointer(&bytes);
-        std::memcpy(bytes, &next, sizeof next);
-        sample->SetActualDataLength(sizeof next);
-        REFERENCE_TIME start = first + next * step;
-        REFERENCE_TIME stop = start + step;
-        sample->SetTime(untimed ? nullptr : &start, untimed ? nullptr : &stop);
-        sample->SetPreroll(next < prerolled);
-        ++next;
-        return S_OK;
-    }
-    HRESULT Notify(IBaseFilter*, Quality q) override {
-        std::lock_guard<std::mutex> guard(lock);
-        quality.push_back(q);
-        return S_OK;
-    }
-    std::vector<Quality> Messages() {
-        std::lock_guard<std::mutex> guard(lock);
-        return quality;
-    }
-
-    HRESULT hr = S_OK;
-    bool untimed = false;  // set before the run
-    int prerolled = 0;     // set before the run: so many first samples are preroll
-
-private:
-    const int count;
-    const REFERENCE_TIME first;
-    const REFERENCE_TIME step;
-    int next = 0;  // worker only
-    std::mutex lock;
-    std::vector<Quality> quality;  // guarded by `lock`
-};
-
-class TimedSource : public CSource {
-public:
-    TimedSource(int count, REFERENCE_TIME first, REFERENCE_TIME step)
-        : CSource("timed source", nullptr, GUID_NULL) {
-        pin = new TimedStream(this, count, first, step);
-    }
-    TimedStream* pin;
-};
 
 struct Rendered {
     int value;
@@ -153,7 +84,9 @@ public:
 // A connected source and renderer on one system clock, in a graph whose events go to `queue`.
 struct Graph {
     Graph(int count, REFERENCE_TIME first, REFERENCE_TIME step)
-        : source(new TimedSource(count, first, step)), renderer(new TestRenderer) {
+        : source(new CounterSource(count, 2)), renderer(new TestRenderer) {
+        out()->first = first;
+        out()->step = step;
         source->AddRef();
         renderer->AddRef();
         clock.AddRef();
@@ -171,7 +104,7 @@ struct Graph {
         source->Release();
         renderer->Release();
     }
-    TimedStream* out() { return source->pin; }
+    CounterStream* out() { return source->pin; }
     CRendererInputPin* in() { return renderer->InputPin(); }
     void Pause() {
         ASSERT_EQ(out()->Connect(in(), nullptr), S_OK);
@@ -194,7 +127,7 @@ struct Graph {
 
     CSystemClock clock;
     CMediaEventQueue queue;
-    TimedSource* source;
+    CounterSource* source;
     TestRenderer* renderer;
 };
 
@@ -315,8 +248,7 @@ TEST(BaseRendererTest, PauseSendsAWaitingSampleBackAndRunReschedulesIt) {
 }
 
 TEST(BaseRendererTest, UntimedSamplesRenderAtOnce) {
-    Graph graph(3, 0, kMs);
-    graph.out()->untimed = true;
+    Graph graph(3, 0, 0);  // no step: no times
     graph.Pause();
     graph.Run(1000LL * 1000 * kMs);  // stream time 0 far ahead: timed samples would wait
     EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);

@@ -50,7 +50,8 @@ TEST(SourceStreamTest, DeliversEverySampleOnceInOrderThenEndOfStream) {
     Quality late;
     late.Late = 12345;
     EXPECT_EQ(graph.in()->PassNotify(late), S_OK);
-    EXPECT_EQ(graph.out()->lastLate.load(), 12345);
+    ASSERT_EQ(graph.out()->Messages().size(), 1u);
+    EXPECT_EQ(graph.out()->Messages()[0].Late, 12345);
 }
 
 TEST(SourceStreamTest, StopJoinsTheWorkerAndNoSampleFollows) {

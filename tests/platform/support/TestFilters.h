@@ -46,22 +46,36 @@ public:
         sample->GetPointer(&bytes);
         std::memcpy(bytes, &next, sizeof next);
         sample->SetActualDataLength(sizeof next);
+        if (step) {
+            REFERENCE_TIME start = first + next * step, stop = start + step;
+            sample->SetTime(&start, &stop);
+        }
+        sample->SetPreroll(next < prerolled);
         ++next;
         return S_OK;
     }
     HRESULT Notify(IBaseFilter*, Quality q) override {
-        lastLate.store(q.Late);
+        std::lock_guard<std::mutex> guard(lock);
+        quality.push_back(q);
         return S_OK;
+    }
+    std::vector<Quality> Messages() {
+        std::lock_guard<std::mutex> guard(lock);
+        return quality;
     }
 
     HRESULT hr = S_OK;
     int failAt = -1;  // set before the run: FillBuffer fails at this counter
-    std::atomic<REFERENCE_TIME> lastLate{0};
+    // Set before the run: with a step, sample n runs from first + n * step for one step.
+    REFERENCE_TIME first = 0, step = 0;
+    int prerolled = 0;  // set before the run: so many first samples are preroll
 
 private:
     const int count;
     const int buffers;
     int next = 0;  // worker only
+    std::mutex lock;
+    std::vector<Quality> quality;  // guarded by `lock`
 };
 
 class CounterSource : public CSource {
