@@ -28,10 +28,6 @@ struct LocalCase {
     const char* description;
 };
 
-void PrintTo(const LocalCase& c, std::ostream* out) {
-    *out << c.seconds << " in " << c.zone;
-}
-
 class LocalTimeTest : public testing::TestWithParam<LocalCase> {};
 
 TEST_P(LocalTimeTest, FieldsAndDescriptionAreLocal) {

@@ -32,7 +32,7 @@ TEST(CUDictionary, SettingTwiceKeepsOneEntryWithLaterValue) {
     EXPECT_EQ(CUSharedPtr<CUNumber>(dictionary->ObjectForKey(Key("k")))->Int32Value(), 2);
 }
 
-TEST(CUDictionary, KeysAreCaseSensitiveAndCopied) {
+TEST(CUDictionary, KeysAreCaseSensitiveCopiedAndNeedText) {
     CUSharedPtr<CUMutableDictionary> dictionary = CUCreate<CUMutableDictionary>();
     CUSharedPtr<CUStringWin> key = Key("Clip");
     dictionary->SetObjectForKey(Number(1), key);
@@ -40,14 +40,9 @@ TEST(CUDictionary, KeysAreCaseSensitiveAndCopied) {
     EXPECT_TRUE(dictionary->ObjectForKey(Key("Clip")));
     EXPECT_FALSE(dictionary->ObjectForKey(Key("clip")));
     EXPECT_FALSE(dictionary->ObjectForKey(nullptr));
-}
-
-TEST(CUDictionary, NullOrTextlessKeyDoesNothing) {
-    CUSharedPtr<CUMutableDictionary> dictionary = CUCreate<CUMutableDictionary>();
-    dictionary->SetObjectForKey(Number(1), nullptr);
-    dictionary->SetObjectForKey(Number(1), CUCreate<CUStringWin>(CUStringWin::NoText()));
-    EXPECT_EQ(dictionary->Count(), 0u);
-    EXPECT_EQ(dictionary->Description()->UTF8String(), "{\r\n}");
+    dictionary->SetObjectForKey(Number(2), nullptr);
+    dictionary->SetObjectForKey(Number(3), CUCreate<CUStringWin>(CUStringWin::NoText()));
+    EXPECT_EQ(dictionary->Count(), 1u);
 }
 
 }  // namespace

@@ -38,28 +38,6 @@ TEST(CUAutoResetEvent, SignalWaitsForItsWaiterAndFallsBack) {
     EXPECT_FALSE(IsSignalled(startsSignalled));
 }
 
-TEST(CUAutoResetEvent, EachSetReleasesOneWaiter) {
-    constexpr int kWaiters = 4;
-    CUAutoResetEvent event(false);
-    std::counting_semaphore<kWaiters> released(0);
-    std::atomic<int> passed{0};
-    std::vector<std::thread> waiters;
-    for (int i = 0; i < kWaiters; ++i) {
-        waiters.emplace_back([&] {
-            event.Wait();
-            ++passed;
-            released.release();
-        });
-    }
-    for (int i = 0; i < kWaiters; ++i) {
-        event.Set();
-        released.acquire();
-        EXPECT_EQ(passed.load(), i + 1);
-        EXPECT_FALSE(IsSignalled(event));
-    }
-    for (auto& waiter : waiters) waiter.join();
-}
-
 TEST(CUManualResetEvent, ReleasesEveryWaiterAndStaysSetUntilReset) {
     constexpr int kWaiters = 4;
     CUManualResetEvent event;
@@ -137,6 +115,7 @@ TEST(CUWaitAny, SharesAnAutomaticEventWithPlainWaitersWithoutLosingSignals) {
     constexpr int kThreads = 4;
     CUAutoResetEvent shared(false);
     std::counting_semaphore<kThreads * kRounds> released(0);
+    std::atomic<int> passed{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {
@@ -147,6 +126,7 @@ TEST(CUWaitAny, SharesAnAutomaticEventWithPlainWaitersWithoutLosingSignals) {
                 } else {
                     EXPECT_EQ(CUWaitAny({&idle, &shared}), 1);
                 }
+                ++passed;
                 released.release();
             }
         });
@@ -154,6 +134,7 @@ TEST(CUWaitAny, SharesAnAutomaticEventWithPlainWaitersWithoutLosingSignals) {
     for (int i = 0; i < kThreads * kRounds; ++i) {
         shared.Set();
         released.acquire();
+        EXPECT_EQ(passed.load(), i + 1);
     }
     for (auto& thread : threads) thread.join();
     EXPECT_FALSE(released.try_acquire());

@@ -42,10 +42,6 @@ struct CreateCase {
     bool made;
 };
 
-void PrintTo(const CreateCase& c, std::ostream* out) {
-    *out << "at " << c.location << " length " << c.length;
-}
-
 class CreateFromStreamTest : public testing::TestWithParam<CreateCase> {};
 
 TEST_P(CreateFromStreamTest, CopiesExactlyTheRangeOrGivesNull) {
