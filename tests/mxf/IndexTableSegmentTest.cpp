@@ -27,7 +27,7 @@ struct SegmentShape {
     uint32_t entrySize = 11;
     int64_t start = 0;
     int64_t duration = 3;
-    std::vector<std::array<uint8_t, 6>> deltas;  // posTableIndex, slice, elementDelta
+    std::vector<std::array<uint8_t, 6>> deltas = {};  // posTableIndex, slice, elementDelta
 };
 
 // A segment whose entry n has temporal offset n, key-frame offset -n, flags 0x80 | n, stream
@@ -70,14 +70,6 @@ CUSharedPtr<IndexTableSegment> Parse(const SegmentShape& shape, uint32_t* result
     return segment;
 }
 
-SegmentShape Shape(uint8_t slices, int posTables, uint32_t entrySize) {
-    SegmentShape shape;
-    shape.sliceCount = slices;
-    shape.posTableCount = posTables;
-    shape.entrySize = entrySize;
-    return shape;
-}
-
 struct ParseCase {
     const char* name;
     SegmentShape shape;
@@ -97,11 +89,15 @@ TEST_P(IndexSegmentParse, EntrySizeMustMatchSlicesAndPositionTables) {
 
 INSTANTIATE_TEST_SUITE_P(
     Shapes, IndexSegmentParse,
-    ::testing::Values(ParseCase{"Plain", Shape(0, -1, 11), true},
-                      ParseCase{"OneSliceNeedsFifteen", Shape(1, -1, 11), false},
-                      ParseCase{"OneSlice", Shape(1, -1, 15), true},
-                      ParseCase{"PositionTable", Shape(0, 1, 19), true},
-                      ParseCase{"PositionTableTooSmall", Shape(0, 1, 11), false}),
+    ::testing::Values(
+        ParseCase{"Plain", {.sliceCount = 0, .posTableCount = -1, .entrySize = 11}, true},
+        ParseCase{
+            "OneSliceNeedsFifteen", {.sliceCount = 1, .posTableCount = -1, .entrySize = 11}, false},
+        ParseCase{"OneSlice", {.sliceCount = 1, .posTableCount = -1, .entrySize = 15}, true},
+        ParseCase{"PositionTable", {.sliceCount = 0, .posTableCount = 1, .entrySize = 19}, true},
+        ParseCase{"PositionTableTooSmall",
+                  {.sliceCount = 0, .posTableCount = 1, .entrySize = 11},
+                  false}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(IndexTableSegment, EntriesAndElementOffsets) {
@@ -182,17 +178,13 @@ TEST(BodyPartitionArray, FindsTheSegmentOfAFrame) {
     EXPECT_EQ(offset, 0x20000u - 0x4000 + 0x3000);
 }
 
-TEST(BodyPartitionArray, NeedsKnownOffsets) {
+TEST(BodyPartitionArray, NeedsKnownOffsetsAndADuration) {
     CUSharedPtr<BodyPartitionArray> array = Partitions(2);
     array->entries[1].flags &= uint8_t(~BodyPartitionEntry::kEssenceOffsetKnown);
     uint8_t flags = 0;
     EXPECT_EQ(array->GetFrameFlags(3, &flags), 1u);
     EXPECT_EQ(array->GetFrameFlags(13, &flags), 0u);
-}
-
-TEST(BodyPartitionArray, SegmentOfZeroDurationFindsNothing) {
-    CUSharedPtr<BodyPartitionArray> array = Partitions(1, 0);
-    EXPECT_EQ(array->FindSegment(0, nullptr, nullptr), 0u);
+    EXPECT_EQ(Partitions(1, 0)->FindSegment(0, nullptr, nullptr), 0u);
 }
 
 }  // namespace

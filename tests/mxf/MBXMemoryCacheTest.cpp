@@ -27,9 +27,8 @@ protected:
 
 TEST_F(MBXMemoryCacheTest, ReusesTheBlockTouchedLongestAgo) {
     std::vector<uint8_t*> data;
-    for (uint64_t i = 0; i < MBXMemoryCache::kBlockCount; ++i) {
+    for (uint64_t i = 0; i < MBXMemoryCache::kBlockCount; ++i)
         data.push_back(cache->AcquireBlock(i * kBlock));
-    }
     EXPECT_EQ(std::set<uint8_t*>(data.begin(), data.end()).size(), data.size());
     // Block 0 came first, but a hit moves it to the front: block 1 is now the oldest.
     EXPECT_TRUE(Holds(0));
@@ -60,9 +59,8 @@ TEST_F(MBXMemoryCacheTest, ReaderOfAnEarlierGenerationTouchesNoBlockOfTheNext) {
     EXPECT_EQ(cache->PinBlock(lent, kBlock, &pinned), Stale);
 
     // The new owner takes every block it can, and never the one still being filled.
-    for (uint64_t i = 1; i <= MBXMemoryCache::kBlockCount; ++i) {
+    for (uint64_t i = 1; i <= MBXMemoryCache::kBlockCount; ++i)
         EXPECT_NE(cache->AcquireBlock(i * kBlock), pinned->data);
-    }
     std::memset(pinned->data, 9, kBlock);
     EXPECT_EQ(cache->UnpinBlock(pinned, lent, kBlock, 0, out, 2), 2u);
     EXPECT_EQ(out[0], 9);

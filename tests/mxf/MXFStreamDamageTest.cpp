@@ -110,26 +110,17 @@ void Corrupt(const Clip& clip, uint64_t begin, uint64_t end, int count) {
     }
 }
 
-TEST_P(MXFStreamDamage, CorruptPartitionPacks) {
+// Partition packs (key, length, every field and the first container items), header metadata,
+// index segments (behind the essence of each body partition, or in the header) and the RIP.
+TEST_P(MXFStreamDamage, CorruptStructures) {
     const Clip& clip = Written(GetParam());
-    // Key, BER length and every field of each pack, with the first items of the container batch.
     for (const synth::PartitionPlace& partition : clip.written.partitions)
         Corrupt(clip, partition.offset, partition.offset + 120, 120);
-}
-
-TEST_P(MXFStreamDamage, CorruptHeaderMetadataAndIndex) {
-    const Clip& clip = Written(GetParam());
-    const uint64_t firstEssence = clip.written.packages.front().systemOffset;
-    Corrupt(clip, 512, firstEssence, 300);
-    // Index segments stand in the partitions behind the essence, or in the header.
+    Corrupt(clip, 512, clip.written.packages.front().systemOffset, 300);
     for (size_t p = 1; p < clip.written.partitions.size(); ++p) {
         const uint64_t at = clip.written.partitions[p].offset;
         Corrupt(clip, at + 512, at + 512 + 400, 100);
     }
-}
-
-TEST_P(MXFStreamDamage, CorruptRandomIndexPack) {
-    const Clip& clip = Written(GetParam());
     Corrupt(clip, clip.bytes.size() - 64, clip.bytes.size(), 64);
 }
 
