@@ -275,17 +275,18 @@ TEST(CUStringWinStringByAppendingString, Concatenates) {
 }
 
 // The path rules are covered with the path functions; here only the wrapper's glue.
+using PathOp = uint32_t (CUStringWin::*)(CUStringWin&) const;
+const std::pair<PathOp, std::u16string> kPathOps[] = {
+    {&CUStringWin::StringByDeletingLastPathComponent, u"C:\\clips"},
+    {&CUStringWin::LastPathComponent, u"A001C002.MXF"},
+    {&CUStringWin::LastPathComponentWithoutExtension, u"A001C002"},
+    {&CUStringWin::PathExtension, u".MXF"},
+    {&CUStringWin::LastFolderComponent, u"A001C002.MXF"}};
+
 TEST(CUStringWinPathOperations, SucceedWithTheRuleResult) {
     const CUStringWin path(u"C:\\clips\\A001C002.MXF");
     CUStringWin out;
-    using Op = uint32_t (CUStringWin::*)(CUStringWin&) const;
-    const std::pair<Op, std::u16string> ops[] = {
-        {&CUStringWin::StringByDeletingLastPathComponent, u"C:\\clips"},
-        {&CUStringWin::LastPathComponent, u"A001C002.MXF"},
-        {&CUStringWin::LastPathComponentWithoutExtension, u"A001C002"},
-        {&CUStringWin::PathExtension, u".MXF"},
-        {&CUStringWin::LastFolderComponent, u"A001C002.MXF"}};
-    for (const auto& [op, expected] : ops) {
+    for (const auto& [op, expected] : kPathOps) {
         EXPECT_EQ((path.*op)(out), CUStatusOK);
         EXPECT_EQ(TextOf(out), expected);
     }
@@ -303,11 +304,7 @@ TEST(CUStringWinPathOperations, FailWithoutTouchingOut) {
     for (const CUStringWin& path : {tooLong, CUStringWin::NoText()}) {
         out = CUStringWin(u"untouched");
         EXPECT_EQ(path.StringByAppendingPathComponent(CUStringWin(u"b"), out), CUStatusFailed);
-        EXPECT_EQ(path.StringByDeletingLastPathComponent(out), CUStatusFailed);
-        EXPECT_EQ(path.LastPathComponent(out), CUStatusFailed);
-        EXPECT_EQ(path.LastPathComponentWithoutExtension(out), CUStatusFailed);
-        EXPECT_EQ(path.PathExtension(out), CUStatusFailed);
-        EXPECT_EQ(path.LastFolderComponent(out), CUStatusFailed);
+        for (const auto& [op, unused] : kPathOps) EXPECT_EQ((path.*op)(out), CUStatusFailed);
         EXPECT_EQ(TextOf(out), u"untouched");
     }
     EXPECT_EQ(longest.StringByAppendingPathComponent(CUStringWin(u"b"), out), CUStatusFailed);
