@@ -15,12 +15,6 @@ Key16 IndexSegmentKey() {
     return Label({0x02, 0x53, 0x01, 0x01, 0x0D, 0x01, 0x02, 0x01, 0x01, 0x10, 0x01, 0x00});
 }
 
-std::vector<uint8_t> Be(uint64_t v, int width) {
-    ByteWriter w;
-    for (int i = width; i-- > 0;) w.U8(uint8_t(v >> (8 * i)));
-    return w.Data();
-}
-
 struct SegmentShape {
     uint8_t sliceCount = 0;
     int posTableCount = -1;  // -1: no item
@@ -35,11 +29,11 @@ struct SegmentShape {
 std::vector<uint8_t> SegmentValue(const SegmentShape& s) {
     LocalSetWriter set;
     set.Item(0x3F0B, ByteWriter().U32(25).U32(1).Data())
-        .Item(0x3F0C, Be(uint64_t(s.start), 8))
-        .Item(0x3F0D, Be(uint64_t(s.duration), 8))
-        .Item(0x3F05, Be(0, 4))
-        .Item(0x3F06, Be(1, 4))
-        .Item(0x3F07, Be(2, 4))
+        .Item(0x3F0C, ByteWriter().U64(uint64_t(s.start)).Data())
+        .Item(0x3F0D, ByteWriter().U64(uint64_t(s.duration)).Data())
+        .Item(0x3F05, ByteWriter().U32(0).Data())
+        .Item(0x3F06, ByteWriter().U32(1).Data())
+        .Item(0x3F07, ByteWriter().U32(2).Data())
         .Item(0x3F08, {s.sliceCount});
     if (s.posTableCount >= 0) set.Item(0x3F0E, {uint8_t(s.posTableCount)});
     if (!s.deltas.empty()) {
