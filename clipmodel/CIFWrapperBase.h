@@ -8,10 +8,11 @@
 
 #include <cstdint>
 
+#include "clipmodel/ClipFacts.h"
 #include "clipmodel/ICVCProp.h"
 #include "foundation/CUArray.h"
 
-class CIFWrapperBase : public ICVCProp, public CUObject {
+class CIFWrapperBase : public ICVCProp, public CUObject, public ClipFacts {
 public:
     CIFWrapperBase();
 
@@ -50,19 +51,5 @@ public:
 
     CUSharedPtr<CUMutableArray> filePaths;  // CUStringWin paths of the members that opened
     CUSharedPtr<CUMutableArray> members;    // one ICVCProp wrapper (an MXFWrapper) for each path
-    uint64_t frameCount = 0;
-    uint32_t width = 0;
-    uint32_t height = 0;
-    uint32_t frameRateNumerator = 0;
-    uint32_t frameRateDenominator = 0;
-    uint32_t chromaFormat = ClipCodeUnknown;
-    uint32_t bitDepthCode = ClipCodeUnknown;
-    uint32_t colorGamut = ClipCodeUnknown;
-    uint32_t gammaType = ClipCodeUnknown;
-    uint32_t hlgColor = ClipCodeUnknown;
-    uint32_t lookType = ClipCodeUnknown;
-    uint32_t audioChannels = 0;
-    uint32_t audioSampleRate = 0;
-    uint32_t audioBitDepth = 0;
-    uint8_t intraCoded = 0;
+    uint32_t lookType = ClipCodeUnknown;    // the clip information's look code
 };

@@ -14,12 +14,13 @@
 
 #include <cstdint>
 
+#include "clipmodel/ClipFacts.h"
 #include "clipmodel/ICVCProp.h"
 #include "foundation/CUStringWin.h"
 #include "mxf/MXFStream.h"
 #include "mxf/STTrack.h"
 
-class MXFWrapper : public ICVCProp, public CUObject {
+class MXFWrapper : public ICVCProp, public CUObject, public ClipFacts {
 public:
     MXFWrapper();
 
@@ -55,20 +56,6 @@ public:
     CUSharedPtr<CUStringWin> path;
     CUSharedPtr<MXFStream> stream;
     CUSharedPtr<CUMutableArray> filePaths;
-    uint64_t frameCount = 0;
-    uint32_t width = 0;
-    uint32_t height = 0;
-    uint32_t frameRateNumerator = 0;
-    uint32_t frameRateDenominator = 0;
-    uint32_t chromaFormat = ClipCodeUnknown;
-    uint32_t bitDepthCode = ClipCodeUnknown;
-    uint32_t colorGamut = ClipCodeUnknown;
-    uint32_t gammaType = ClipCodeUnknown;
-    uint32_t hlgColor = ClipCodeUnknown;
-    uint32_t audioChannels = 0;
-    uint32_t audioSampleRate = 0;
-    uint32_t audioBitDepth = 0;
-    uint8_t intraCoded = 0;
 
 private:
     bool IsOfFamily();
