@@ -28,7 +28,18 @@ inline constexpr GUID FORMAT_VideoInfo2{
     0x71760101, 0x7176, 0x4600, {0xA5, 0xC3, 0x51, 0x56, 0x46, 0x00, 0x00, 0x00}};
 inline constexpr GUID FORMAT_WaveFormatEx{
     0x71760102, 0x7176, 0x4600, {0xA5, 0xC3, 0x51, 0x56, 0x46, 0x00, 0x00, 0x00}};
-inline constexpr GUID FORMAT_None = GUID_NULL;
+// The format type of streams that carry no format block of their own; the platform's value, which
+// the private stream types name. {0F6417D6-C318-11D0-A43F-00A0C9223196}
+inline constexpr GUID FORMAT_None{
+    0x0F6417D6, 0xC318, 0x11D0, {0xA4, 0x3F, 0x00, 0xA0, 0xC9, 0x22, 0x31, 0x96}};
+// {71760103-7176-4600-A5C3-515646000000}
+inline constexpr GUID FORMAT_MPEG2Video{
+    0x71760103, 0x7176, 0x4600, {0xA5, 0xC3, 0x51, 0x56, 0x46, 0x00, 0x00, 0x00}};
+// Subtypes the filters name. PCM is the wave format tag 1 in the four-character-code layout;
+// MPEG-2 video is our own value {71760104-7176-4600-A5C3-515646000000}.
+inline constexpr GUID MEDIASUBTYPE_PCM = FourCCSubtype(1);
+inline constexpr GUID MEDIASUBTYPE_MPEG2_VIDEO{
+    0x71760104, 0x7176, 0x4600, {0xA5, 0xC3, 0x51, 0x56, 0x46, 0x00, 0x00, 0x00}};
 
 struct AM_MEDIA_TYPE {
     GUID majortype{};
