@@ -126,6 +126,9 @@ CUStringWin::CUStringWin(const char16_t* units)
 CUStringWin::CUStringWin(const char* utf8)
     : text(MakeText([utf8] { return utf8 ? cu_text::DecodeUTF8(utf8) : std::u16string(); })) {}
 
+CUStringWin::CUStringWin(const wchar_t* wide)
+    : text(MakeText([wide] { return wide ? cu_text::DecodeWide(wide) : std::u16string(); })) {}
+
 CUStringWin::CUStringWin(std::u16string_view units)
     : text(MakeText([units] { return std::u16string(units); })) {}
 

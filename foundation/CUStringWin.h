@@ -46,6 +46,7 @@ public:
     CUStringWin();                          // empty text
     CUStringWin(const char16_t* text);      // up to the terminator; null gives empty text
     CUStringWin(const char* utf8);          // decoded as UTF-8; null gives empty text
+    CUStringWin(const wchar_t* wide);       // the host's wide text; null gives empty text
     CUStringWin(std::u16string_view text);  // exactly these units
     CUStringWin(std::u16string&& text);     // exactly these units, taken without a copy
     // Null `bytes` give "no text". UTF-16 needs an even count and is big-endian unless its first

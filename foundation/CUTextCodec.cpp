@@ -85,6 +85,17 @@ std::u16string DecodeUTF8(std::string_view bytes) {
     return out;
 }
 
+std::u16string DecodeWide(std::wstring_view text) {
+    std::u16string out;
+    out.reserve(text.size());
+    for (wchar_t unit : text) {
+        const auto cp = static_cast<char32_t>(unit);
+        const bool valid = cp <= 0x10FFFF && (cp < 0xD800 || cp > 0xDFFF);
+        AppendCodePoint(out, valid ? cp : char32_t{0xFFFD});
+    }
+    return out;
+}
+
 std::string EncodeUTF8(std::u16string_view text) {
     std::string out;
     out.reserve(text.size());

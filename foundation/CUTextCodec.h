@@ -11,6 +11,9 @@ namespace cu_text {
 
 // UTF-8 to UTF-16. Ill-formed sequences become U+FFFD, one for each maximal bad subpart.
 std::u16string DecodeUTF8(std::string_view bytes);
+// Wide text of the host (UTF-32 where wchar_t has 32 bits, as on this system) to UTF-16. A
+// surrogate or a value above U+10FFFF becomes U+FFFD.
+std::u16string DecodeWide(std::wstring_view text);
 // UTF-16 to UTF-8. An unpaired surrogate becomes U+FFFD.
 std::string EncodeUTF8(std::u16string_view text);
 

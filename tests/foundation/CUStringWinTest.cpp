@@ -81,6 +81,12 @@ TEST(CUStringWinFromBytes, NullBytesGiveNoText) {
     }
 }
 
+TEST(CUStringWinConstruction, WideTextBecomesUtf16WithPairsAndReplacements) {
+    const wchar_t wide[] = {L'a', 0x1F3A5, 0xD800, 0x110000, 0};
+    EXPECT_EQ(std::u16string(CUStringWin(wide).WideChars()), u"a\U0001F3A5\uFFFD\uFFFD");
+    EXPECT_EQ(CUStringWin(static_cast<const wchar_t*>(nullptr)).Length(), 0u);
+}
+
 TEST(CUStringWinConstruction, CopiesKeepTheState) {
     const CUStringWin none = CUStringWin::NoText();
     EXPECT_FALSE(CUStringWin(none).HasText());
