@@ -137,8 +137,10 @@ HRESULT CSourceStream::DoBufferProcessingLoop() {
                 return S_OK;
             } else {
                 sample->Release();
-                DeliverEndOfStream();
+                // The graph hears of the failure before downstream sees the stream end, so a
+                // host woken by the renderer's completion already finds the abort.
                 m_pFilter->NotifyEvent(EC_ERRORABORT, hr, 0);
+                DeliverEndOfStream();
                 return hr;
             }
         }

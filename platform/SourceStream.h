@@ -6,8 +6,8 @@
 // answered before the caller goes on. On pause or run it enters DoBufferProcessingLoop: it calls
 // OnThreadStartPlay, then, until a command comes, takes a buffer (on failure it waits 1 ms and
 // tries again), lets FillBuffer fill it and delivers it. S_FALSE from FillBuffer ends the
-// stream: the worker delivers end of stream and waits for a command; a failure does the same
-// and reports EC_ERRORABORT to the graph; a delivery that is not S_OK (a refusal while
+// stream: the worker delivers end of stream and waits for a command; a failure first reports
+// EC_ERRORABORT to the graph, then does the same; a delivery that is not S_OK (a refusal while
 // flushing, a stopped peer) ends the loop too. On stop the loop ends and the command is
 // answered; on exit the thread ends (OnThreadDestroy). A worker blocked inside a downstream
 // Receive is not woken by Inactive: the caller flushes downstream first (begin flush, stop, end
