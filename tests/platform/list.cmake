@@ -8,6 +8,8 @@ set(QV_THREADED_TESTS
   SourceStreamTest
   BaseRendererTest
   FilterGraphTest
+  TransformFilterTest
+  OutputQueueTest
 )
 # Test files that compare with independent tools.
 set(QV_ORACLE_TESTS
