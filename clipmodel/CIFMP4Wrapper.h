@@ -7,4 +7,9 @@
 #include "clipmodel/ICVCProp.h"
 #include "foundation/CUObject.h"
 
-class CIFMP4Wrapper : public ICVCProp, public CUObject {};
+class CIFMP4Wrapper : public ICVCProp, public CUObject {
+public:
+    // Pictures from one sync sample to the next on the video track; read under the stream
+    // manager's lock.
+    uint32_t videoGopLength = 0;
+};

@@ -108,15 +108,25 @@ protected:
     virtual int64_t TotalFrames();
     // Whether the base follows the filter's jump frame (not the audio pins).
     virtual bool FollowsJumps() const { return true; }
-    // m_nPrerollStart for a new start `f` (already clamped to the clip).
-    virtual int64_t PrerollFor(int64_t f);
-    // Called with m_pShared held before the preroll mark is set; `isLast`: last frame of the clip.
-    virtual bool PrerollMarkOnLastFrame() const { return false; }
+    // Sets m_nPrerollStart after a seek to `f` (clamped to the clip): the distance back to the
+    // key frame before it, when the start changed.
+    virtual void UpdatePrerollStart(bool startChanged, int64_t f);
+    int64_t PrerollFor(int64_t f);
+    // Whether the last frame of the clip goes out without the preroll mark even while prerolling.
+    virtual bool ClearsPrerollOnLastFrame() const { return false; }
+    // Called with m_pShared held when delivery jumps from frame `from` to `to`: the video pin
+    // tells the graph (EC_QV_FRAME_JUMP); the timecode pin follows silently.
+    void OnJump(int64_t from, int64_t to);
     // Called at the start of each run, before the base's own start (video pins reset their state).
     virtual void OnStartPlay() {}
     // Sample times of the frame just read; the base uses the frame times of m_nFramesSent.
     virtual void StampTimes(IMediaSample* sample, const FrameElementLayout& layout);
 
+    // Copies `size` bytes at `offset` of the read buffer into `sample` as its data: the failure of
+    // GetPointer or SetActualDataLength (data larger than the sample), E_FAIL for an element
+    // outside the read buffer.
+    static HRESULT CopyElement(IMediaSample* sample, const uint8_t* buffer, uint64_t offset,
+                               uint64_t size);
     frame_time::Rate FrameRate();
     REFERENCE_TIME TimeOf(int64_t count) { return frame_time::FromFrames(count, FrameRate()); }
     CParseFilter* Parser() const { return m_pParser; }

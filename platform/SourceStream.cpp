@@ -16,6 +16,7 @@ CSourceStream::CSourceStream(const char* objectName, HRESULT* phr, CSource* filt
 }
 
 CSourceStream::~CSourceStream() {
+    std::lock_guard<std::mutex> guard(threadLock);
     if (worker) {
         CallWorker(CMD_STOP);
         CallWorker(CMD_EXIT);
@@ -25,6 +26,7 @@ CSourceStream::~CSourceStream() {
 }
 
 HRESULT CSourceStream::Active() {
+    std::lock_guard<std::mutex> guard(threadLock);
     if (worker) return S_OK;  // active already
     HRESULT hr = CBaseOutputPin::Active();
     if (FAILED(hr)) return hr;
@@ -43,12 +45,23 @@ HRESULT CSourceStream::Active() {
 HRESULT CSourceStream::Inactive() {
     // Decommitting first brings back a worker that waits for a buffer.
     const HRESULT hr = CBaseOutputPin::Inactive();
+    std::lock_guard<std::mutex> guard(threadLock);
     if (worker) {
         StopWorker();
         Exit();
         worker.reset();  // joins
     }
     return hr;
+}
+
+bool CSourceStream::ThreadExists() {
+    std::lock_guard<std::mutex> guard(threadLock);
+    return worker != nullptr;
+}
+
+HRESULT CSourceStream::CommandIfThreadExists(Command cmd) {
+    std::lock_guard<std::mutex> guard(threadLock);
+    return worker ? CallWorker(cmd) : S_OK;
 }
 
 HRESULT CSourceStream::CallWorker(Command cmd) {

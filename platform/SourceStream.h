@@ -45,7 +45,12 @@ public:
     HRESULT RunWorker() { return CallWorker(CMD_RUN); }
     HRESULT PauseWorker() { return CallWorker(CMD_PAUSE); }
     HRESULT StopWorker() { return CallWorker(CMD_STOP); }
-    bool ThreadExists() const { return worker != nullptr; }
+    bool ThreadExists();
+    // For a thread other than the controlling one (a seek): the command goes to the worker only
+    // when it exists, under the lock that Active and Inactive hold while they make or end it.
+    // S_OK when there is no worker.
+    HRESULT StopWorkerIfRunning() { return CommandIfThreadExists(CMD_STOP); }
+    HRESULT RunWorkerIfExists() { return CommandIfThreadExists(CMD_RUN); }
 
 protected:
     // S_OK: deliver the sample; S_FALSE: end of stream; a failure: the stream aborts.
@@ -76,12 +81,14 @@ private:
     };
 
     HRESULT CallWorker(Command command);
+    HRESULT CommandIfThreadExists(Command command);
 
+    std::mutex threadLock;             // guards the making and ending of `worker`; before accessLock
     std::mutex accessLock;             // one command at a time
     std::mutex commandLock;            // guards `command` and `result`
     Command command = CMD_INIT;        // guarded by commandLock
     HRESULT result = S_OK;             // guarded by commandLock
     CUManualResetEvent eventSend;      // a command waits; reset by Reply
     CUManualResetEvent eventComplete;  // the answer is there; reset by CallWorker
-    std::unique_ptr<Worker> worker;    // controlling thread only
+    std::unique_ptr<Worker> worker;    // guarded by threadLock
 };

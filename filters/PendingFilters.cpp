@@ -1,0 +1,52 @@
+#include "filters/FilterCreators.h"
+#include "foundation/CULog.h"
+
+namespace {
+
+CUnknown* NotBuiltYet(const char* className, HRESULT* phr) {
+    Log(CULogLevelWarning, "%hs is not built yet", className);
+    if (phr) *phr = E_NOTIMPL;
+    return nullptr;
+}
+
+}  // namespace
+
+CUnknown* CreateTimecodeRenderer(IUnknown*, HRESULT* phr) {
+    return NotBuiltYet("CTimecodeRenderer", phr);
+}
+
+CUnknown* CreateSoundMixerFilter(IUnknown*, HRESULT* phr) {
+    return NotBuiltYet("CSoundMixerFilter", phr);
+}
+
+CUnknown* CreateSoundSplitterFilterMXF(IUnknown*, HRESULT* phr) {
+    return NotBuiltYet("CSoundSplitterFilter", phr);
+}
+
+CUnknown* CreateAudioLevelRendererMXF(IUnknown*, HRESULT* phr) {
+    return NotBuiltYet("CAudioLevelRenderer", phr);
+}
+
+CUnknown* CreateMovieDecodeFilter(IUnknown*, HRESULT* phr) {
+    return NotBuiltYet("CMovieDecodeFilter", phr);
+}
+
+CUnknown* CreateMovieResizeFilter(IUnknown*, HRESULT* phr) {
+    return NotBuiltYet("CMovieResizeFilter", phr);
+}
+
+CUnknown* CreateConvertFilter(IUnknown*, HRESULT* phr) {
+    return NotBuiltYet("CConvertFilter", phr);
+}
+
+CUnknown* CreateAudioLevelRendererMP4(IUnknown*, HRESULT* phr) {
+    return NotBuiltYet("CAudioLevelRenderer", phr);
+}
+
+CUnknown* CreateMP4TimecodeRenderer(IUnknown*, HRESULT* phr) {
+    return NotBuiltYet("MP4TimecodeRenderer", phr);
+}
+
+CUnknown* CreateSoundSplitterFilterMP4(IUnknown*, HRESULT* phr) {
+    return NotBuiltYet("CSoundSplitterFilter", phr);
+}
