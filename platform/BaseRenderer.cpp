@@ -112,7 +112,7 @@ HRESULT CBaseRenderer::EndFlush() {
 HRESULT CBaseRenderer::RenderLate(IMediaSample* pSample, REFERENCE_TIME start, REFERENCE_TIME stop,
                                   REFERENCE_TIME late) {
     Quality q;
-    q.Type = Famine;
+    q.Type = Flood;  // more arrives than is shown in time
     q.Late = late;
     q.TimeStamp = start;
     const REFERENCE_TIME duration = stop - start;

@@ -5,7 +5,7 @@
 // - Receive, in Run, waits until the clock reaches the filter's start time plus the sample's start
 //   time (AdviseTime on the filter's clock, waiting on that event together with the abort and
 //   state-change events) and then renders. A sample already late renders at once and a quality
-//   message (Famine, Late = lateness in 100 ns units, Proportion = the rate that would keep up, in
+//   message (Flood, Late = lateness in 100 ns units, Proportion = the rate that would keep up, in
 //   thousandths, TimeStamp = the sample's start) goes upstream through the input pin's
 //   PassNotify. Samples without times, and all samples when the filter has no clock, render at
 //   once. Preroll samples are accepted and never rendered.

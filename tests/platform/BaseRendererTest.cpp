@@ -159,7 +159,7 @@ TEST(BaseRendererTest, LateSamplesRenderAtOnceAndTellUpstream) {
     ASSERT_EQ(messages.size(), 3u);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(rendered[i].value, i);
-        EXPECT_EQ(messages[i].Type, Famine);
+        EXPECT_EQ(messages[i].Type, Flood);
         EXPECT_EQ(messages[i].TimeStamp, i * 10 * kMs);
         EXPECT_GE(messages[i].Late, kHour - i * 10 * kMs);
         EXPECT_LT(messages[i].Late, kHour + 60 * 1000 * kMs);
