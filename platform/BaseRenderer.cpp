@@ -123,6 +123,8 @@ HRESULT CBaseRenderer::RenderLate(IMediaSample* pSample, REFERENCE_TIME start, R
 }
 
 HRESULT CBaseRenderer::Receive(IMediaSample* pSample) {
+    const HRESULT prepared = PrepareReceive(pSample);
+    if (prepared != S_OK) return prepared;
     if (pSample->IsPreroll() == S_OK) return S_OK;
     {
         std::lock_guard<std::mutex> guard(m_RendererLock);
@@ -168,6 +170,7 @@ HRESULT CBaseRenderer::Receive(IMediaSample* pSample) {
             clock->Release();
             return FAILED(hr) ? DoRenderSample(pSample) : RenderLate(pSample, start, stop, late);
         }
+        const REFERENCE_TIME early = -late;
         m_ClockEvent.Reset();  // a fire that raced an earlier Unadvise
         uintptr_t cookie = 0;
         hr = clock->AdviseTime(base, start, &m_ClockEvent, &cookie);
@@ -180,7 +183,15 @@ HRESULT CBaseRenderer::Receive(IMediaSample* pSample) {
         OnWaitEnd();
         if (woken != 2) clock->Unadvise(cookie);
         clock->Release();
-        if (woken == 2) return DoRenderSample(pSample);
+        if (woken == 2) {
+            // On time: upstream hears that too, so a source that skips to catch up can stop.
+            Quality q;
+            q.Type = Famine;
+            q.Late = -early;
+            q.TimeStamp = start;
+            m_pInputPin->PassNotify(q);
+            return DoRenderSample(pSample);
+        }
         if (woken != 1) return Aborted();
         // Paused again or run with a new start time: schedule afresh.
     }

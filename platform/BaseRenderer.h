@@ -7,8 +7,10 @@
 //   state-change events) and then renders. A sample already late renders at once and a quality
 //   message (Flood, Late = lateness in 100 ns units, Proportion = the rate that would keep up, in
 //   thousandths, TimeStamp = the sample's start) goes upstream through the input pin's
-//   PassNotify. Samples without times, and all samples when the filter has no clock, render at
-//   once. Preroll samples are accepted and never rendered.
+//   PassNotify. A sample rendered on time after its wait sends one too (Famine, Late = minus
+//   the time it waited), so that a source skipping frames to catch up learns that it has.
+//   Samples without times, and all samples when the filter has no clock, render at once.
+//   PrepareReceive sees every sample first; preroll samples are then accepted and never rendered.
 // - In Pause the arriving sample is held (Receive blocks), OnReceiveFirstSample is called with it
 //   once, and it renders when Run comes; the streaming thread is blocked meanwhile, so the rest
 //   wait too. Going from Run back to Pause sends a sample waiting on the clock back to being held;
@@ -75,6 +77,8 @@ public:
     virtual HRESULT CheckMediaType(const CMediaType* pmt) = 0;
     // Renders one sample, at its time.
     virtual HRESULT DoRenderSample(IMediaSample* pSample) = 0;
+    // Sees each sample before anything else; a result other than S_OK is Receive's answer.
+    virtual HRESULT PrepareReceive(IMediaSample*) { return S_OK; }
     // The sample that arrived while paused; it is rendered after Run unless flushed or stopped.
     virtual void OnReceiveFirstSample(IMediaSample*) {}
     // Around a wait on the clock for a sample due at `start` (stream time).

@@ -142,8 +142,12 @@ TEST(BaseRendererTest, RendersInOrderNoEarlierThanTheirTimeThenCompletesOnce) {
         EXPECT_EQ(rendered[i].value, i);
         EXPECT_GE(rendered[i].at, rendered[i].start);
     }
-    EXPECT_TRUE(graph.out()->Messages().empty());  // none was late
-    EXPECT_EQ(graph.NextEvent(0), 0);              // once
+    // Each sample that waited for its time told upstream it was early, none that it was late.
+    for (const Quality& q : graph.out()->Messages()) {
+        EXPECT_EQ(q.Type, Famine);
+        EXPECT_LE(q.Late, 0);
+    }
+    EXPECT_EQ(graph.NextEvent(0), 0);  // once
 }
 
 TEST(BaseRendererTest, LateSamplesRenderAtOnceAndTellUpstream) {
