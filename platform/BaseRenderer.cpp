@@ -30,6 +30,11 @@ HRESULT CRendererInputPin::EndFlush() {
     return CBaseInputPin::EndFlush();
 }
 
+HRESULT CRendererInputPin::NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) {
+    CBaseInputPin::NewSegment(tStart, tStop, dRate);
+    return m_pRenderer->OnNewSegment(tStart, tStop, dRate);
+}
+
 HRESULT CRendererInputPin::CheckMediaType(const CMediaType* pmt) {
     return m_pRenderer->CheckMediaType(pmt);
 }

@@ -54,6 +54,7 @@ public:
     HRESULT BeginFlush() override;
     HRESULT EndFlush() override;
     HRESULT CheckMediaType(const CMediaType* pmt) override;
+    HRESULT NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) override;
 
 private:
     CBaseRenderer* const m_pRenderer;  // owns the pin
@@ -77,6 +78,11 @@ public:
     virtual HRESULT CheckMediaType(const CMediaType* pmt) = 0;
     // Renders one sample, at its time.
     virtual HRESULT DoRenderSample(IMediaSample* pSample) = 0;
+    // A new segment begins (after the pin stored it); on the upstream streaming thread.
+    virtual HRESULT OnNewSegment(REFERENCE_TIME /*start*/, REFERENCE_TIME /*stop*/,
+                                 double /*rate*/) {
+        return S_OK;
+    }
     // Sees each sample before anything else; a result other than S_OK is Receive's answer.
     virtual HRESULT PrepareReceive(IMediaSample*) { return S_OK; }
     // The sample that arrived while paused; it is rendered after Run unless flushed or stopped.

@@ -1,0 +1,182 @@
+// Playing synthesized MXF clips through the parser's video pin in a real graph: every frame once
+// and in order with its bytes and its time, seeks with preroll from the key frame, the end of the
+// clip, and seeking by frames and by media time alike.
+#include <gtest/gtest.h>
+
+#include "support/ParserGraph.h"
+
+namespace {
+
+using qvtest::Delivered;
+using qvtest::ParserGraph;
+
+synth::SynthOptions LongGop(const std::string& dir, uint32_t frames) {
+    synth::SynthOptions o;
+    o.outDir = dir;
+    o.name = "PLAY0001";
+    o.width = 128;
+    o.height = 72;
+    o.frames = frames;
+    o.gop = 12;
+    o.channels = 2;
+    return o;
+}
+
+HRESULT Play(ParserGraph& g) {
+    EXPECT_EQ(g.graph.Run(), S_OK);
+    const HRESULT hr = g.graph.WaitForCompletion(60000);
+    g.graph.Stop();
+    return hr;
+}
+
+// The delivery a seek to `target` must give: the preroll frames from the key frame before it,
+// untimed, then every frame from the target (or the last frame) on, timed from 0.
+void ExpectSeekDelivery(const ParserGraph& g, const std::vector<Delivered>& got, int64_t target) {
+    const auto total = static_cast<int64_t>(g.clip.packages.size());
+    const int64_t first = std::min(target, total - 1);
+    int64_t key = first;
+    while (!g.clip.packages[static_cast<size_t>(key)].key) --key;
+    ASSERT_EQ(static_cast<int64_t>(got.size()), total - key);
+    for (size_t i = 0; i < got.size(); ++i) {
+        const Delivered& d = got[i];
+        const int64_t frame = key + static_cast<int64_t>(i);
+        SCOPED_TRACE("frame " + std::to_string(frame));
+        EXPECT_EQ(g.FrameOf(d), frame);
+        EXPECT_EQ(d.preroll, frame < first);
+        EXPECT_EQ(d.timed, frame >= first);
+        if (d.timed) {
+            EXPECT_EQ(d.start, g.TimeOf(frame - first));
+            EXPECT_EQ(d.stop, g.TimeOf(frame - first + 1));
+        }
+        EXPECT_EQ(d.discontinuity, i == 0);
+    }
+}
+
+TEST(ParserPlaybackTest, EveryFrameArrivesOnceInOrderWithItsTimeAndMarks) {
+    qvtest::TempDirectory dir;
+    ParserGraph g(LongGop(dir.root, 40), {});
+    ASSERT_EQ(g.loaded, S_OK);
+    ASSERT_TRUE(g.connected);
+    ASSERT_EQ(Play(g), S_OK);
+    const std::vector<Delivered> got = g.video->Samples();
+    ASSERT_EQ(got.size(), 40u);
+    for (size_t i = 0; i < got.size(); ++i) {
+        const uint8_t flags = g.clip.packages[i].entry.flags;
+        EXPECT_EQ(g.FrameOf(got[i]), static_cast<int64_t>(i));
+        EXPECT_EQ(got[i].start, g.TimeOf(static_cast<int64_t>(i)));
+        EXPECT_EQ(got[i].stop, g.TimeOf(static_cast<int64_t>(i) + 1));
+        EXPECT_FALSE(got[i].preroll);
+        // Intra and forward-predicted frames are where a decoder may start; bidirectional not.
+        EXPECT_EQ(got[i].sync, (flags & 0x30) != 0x30) << "frame " << i;
+    }
+    const std::vector<qvtest::Segment> segments = g.video->Segments();
+    ASSERT_EQ(segments.size(), 1u);
+    EXPECT_EQ(segments[0].start, 0);
+    EXPECT_EQ(segments[0].stop, g.TimeOf(40));
+    EXPECT_EQ(g.video->Ends(), 1);
+}
+
+class ParserSeekTest : public testing::TestWithParam<int64_t> {};
+
+TEST_P(ParserSeekTest, DeliversPrerollFromTheKeyFrameThenTheTargetAtTimeZero) {
+    qvtest::TempDirectory dir;
+    ParserGraph g(LongGop(dir.root, 30), {});
+    ASSERT_EQ(g.loaded, S_OK);
+    IMediaSeeking* seeking = g.Seeking();
+    ASSERT_NE(seeking, nullptr);
+    ASSERT_EQ(seeking->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
+    int64_t target = GetParam();
+    // Stopped: nothing runs, so the seek only moves the start.
+    EXPECT_EQ(seeking->SetPositions(&target, AM_SEEKING_AbsolutePositioning, nullptr, 0), 0);
+    ASSERT_EQ(Play(g), S_OK);
+    ExpectSeekDelivery(g, g.video->Samples(), target);
+    EXPECT_EQ(g.video->Ends(), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Targets, ParserSeekTest,
+                         testing::Values(0, 1, 11, 12, 17, 29, 30, 1000));
+
+TEST(ParserPlaybackTest, SeekingByFramesAndByMediaTimeAgrees) {
+    qvtest::TempDirectory dir;
+    ParserGraph g(LongGop(dir.root, 30), {});
+    ASSERT_EQ(g.loaded, S_OK);
+    IMediaSeeking* seeking = g.Seeking();
+    for (const int64_t frame : {5, 13, 26}) {
+        SCOPED_TRACE(frame);
+        int64_t position = frame, stop = 0;
+        ASSERT_EQ(seeking->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
+        seeking->SetPositions(&position, AM_SEEKING_AbsolutePositioning, nullptr, 0);
+        ASSERT_EQ(Play(g), S_OK);
+        const std::vector<Delivered> byFrames = g.video->Samples();
+        g.video->Clear();
+
+        // Back to 0, then the same place as media time, which comes back as media time.
+        position = 0;
+        seeking->SetPositions(&position, AM_SEEKING_AbsolutePositioning, nullptr, 0);
+        ASSERT_EQ(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME), S_OK);
+        position = g.TimeOf(frame);
+        seeking->SetPositions(&position, AM_SEEKING_AbsolutePositioning | AM_SEEKING_ReturnTime,
+                              nullptr, 0);
+        EXPECT_EQ(position, g.TimeOf(frame));
+        ASSERT_EQ(seeking->GetPositions(&position, &stop), S_OK);
+        EXPECT_EQ(position, g.TimeOf(frame));
+        EXPECT_EQ(stop, g.TimeOf(30));
+        ASSERT_EQ(Play(g), S_OK);
+        const std::vector<Delivered> byTime = g.video->Samples();
+        g.video->Clear();
+        ASSERT_EQ(byFrames.size(), byTime.size());
+        for (size_t i = 0; i < byTime.size(); ++i) {
+            EXPECT_EQ(byFrames[i].md5, byTime[i].md5);
+            EXPECT_EQ(byFrames[i].start, byTime[i].start);
+        }
+        ExpectSeekDelivery(g, byTime, frame);
+    }
+}
+
+TEST(ParserPlaybackTest, AOneFrameClipDeliversItsFrameThenEnds) {
+    qvtest::TempDirectory dir;
+    synth::SynthOptions o = LongGop(dir.root, 1);
+    o.gop = 1;
+    ParserGraph g(o, {});
+    ASSERT_EQ(g.loaded, S_OK);
+    ASSERT_EQ(Play(g), S_OK);
+    const std::vector<Delivered> got = g.video->Samples();
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(g.FrameOf(got[0]), 0);
+    EXPECT_EQ(g.video->Ends(), 1);
+}
+
+TEST(ParserPlaybackTest, AllThreePinsPlayTogetherAndEachEnds) {
+    qvtest::TempDirectory dir;
+    synth::SynthOptions o = LongGop(dir.root, 20);
+    o.channels = 3;
+    o.soundBits = 24;
+    ParserGraph g(o, {true, true, true});
+    ASSERT_EQ(g.loaded, S_OK);
+    ASSERT_TRUE(g.connected);
+    g.audio->keepBytes = true;
+    ASSERT_EQ(Play(g), S_OK);
+    for (qvtest::RecordingRenderer* r : {g.video, g.audio, g.timecode}) {
+        const std::vector<Delivered> got = r->Samples();
+        ASSERT_EQ(got.size(), 20u);
+        for (size_t i = 0; i < got.size(); ++i)
+            EXPECT_EQ(got[i].start, g.TimeOf(static_cast<int64_t>(i)));
+        EXPECT_EQ(r->Ends(), 1);
+    }
+    // Sound comes interleaved in 3-byte units: taken apart again, each plane is the one written.
+    const std::vector<Delivered> sound = g.audio->Samples();
+    for (size_t frame = 0; frame < sound.size(); ++frame) {
+        const std::vector<uint8_t>& bytes = sound[frame].bytes;
+        const auto& planes = g.clip.packages[frame].sound;
+        ASSERT_EQ(planes.size(), 3u);
+        ASSERT_EQ(bytes.size(), 3 * planes[0].size);
+        for (size_t c = 0; c < 3; ++c) {
+            std::vector<uint8_t> plane;
+            for (size_t i = c * 3; i < bytes.size(); i += 9)
+                plane.insert(plane.end(), bytes.begin() + i, bytes.begin() + i + 3);
+            EXPECT_EQ(qvtest::Md5Hex(plane.data(), plane.size()), planes[c].md5) << frame;
+        }
+    }
+}
+
+}  // namespace
