@@ -7,6 +7,7 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <map>
@@ -119,6 +120,11 @@ public:
         return CBaseRenderer::EndOfStream();
     }
 
+    // Waits until `n` ends of stream arrived; false after `patience`.
+    bool WaitForEnds(int n, std::chrono::seconds patience) {
+        std::unique_lock<std::mutex> guard(lock);
+        return changed.wait_for(guard, patience, [&] { return ends >= n; });
+    }
     std::vector<Delivered> Samples() {
         std::lock_guard<std::mutex> guard(lock);
         return samples;
