@@ -65,6 +65,9 @@ TEST_F(ModuleLibraryTest, RegistersTheLibrarysOwnPath) {
     qvtest::TempDirectory dir;
     const std::string manifestPath = dir.Native("registry.json");
     setenv("QVFLTS_REGISTRY", manifestPath.c_str(), 1);
+    struct Unset {
+        ~Unset() { unsetenv("QVFLTS_REGISTRY"); }
+    } unset;
     ASSERT_EQ(registerServer(), S_OK);
     RegistryManifest manifest;
     ASSERT_EQ(ModuleRegistry::Read(manifestPath, &manifest), S_OK);
@@ -75,7 +78,6 @@ TEST_F(ModuleLibraryTest, RegistersTheLibrarysOwnPath) {
     ASSERT_EQ(ModuleRegistry::Read(manifestPath, &manifest), S_OK);
     EXPECT_TRUE(manifest.classes.empty());
     EXPECT_TRUE(manifest.filters.empty());
-    unsetenv("QVFLTS_REGISTRY");
 }
 
 }  // namespace
