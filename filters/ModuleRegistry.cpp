@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -534,6 +535,34 @@ HRESULT ModuleRegistry::Write(const std::string& path, const RegistryManifest& m
     if (::close(fd) != 0 && SUCCEEDED(hr)) hr = FromErrno(errno);
     if (SUCCEEDED(hr) && ::rename(temporary.c_str(), path.c_str()) != 0) hr = FromErrno(errno);
     if (FAILED(hr)) ::unlink(temporary.c_str());
+    return hr;
+}
+
+HRESULT ModuleRegistry::Update(const std::string& path, bool create,
+                               const std::function<void(RegistryManifest&)>& change) {
+    if (path.empty()) return FromErrno(ENOENT);
+    const std::filesystem::path target(path);
+    const std::filesystem::path folder = target.has_parent_path() ? target.parent_path() : ".";
+    if (create) {
+        std::error_code error;
+        std::filesystem::create_directories(folder, error);
+        if (error) return FromErrno(error.value());
+    }
+    const int lockFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (lockFd < 0) return !create && errno == ENOENT ? S_OK : FromErrno(errno);
+    int locked;
+    while ((locked = ::flock(lockFd, LOCK_EX)) != 0 && errno == EINTR) {
+    }
+    HRESULT hr = locked == 0 ? S_OK : FromErrno(errno);
+    RegistryManifest manifest;
+    if (SUCCEEDED(hr)) hr = Read(path, &manifest);
+    if (hr == S_FALSE && !create) {
+        hr = S_OK;
+    } else if (SUCCEEDED(hr)) {
+        change(manifest);
+        hr = Write(path, manifest);
+    }
+    ::close(lockFd);  // lets the lock go
     return hr;
 }
 

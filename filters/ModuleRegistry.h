@@ -7,13 +7,16 @@
 // registry.json. Write creates the folder, writes a temporary file beside the manifest and renames
 // it over the old one, so a reader sees the old manifest or the new one, never a torn one. The text
 // is stable: ids sorted, two-space indentation, one value a line.
-// Threads: no shared state; concurrent writers of one manifest are the caller's to serialise.
+// Threads: no shared state. Update holds an exclusive flock on the manifest's folder for its
+// read, change and write, so that updates of several threads or processes don't lose each other's
+// entries; plain Write does not.
 // Failures: 0x80070000 | errno for a file that can't be read or written; E_FAIL for a manifest
 // that is not in this format (it is left as it is); a missing manifest reads as an empty one with
 // S_FALSE.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -69,6 +72,10 @@ public:
     // S_OK, or S_FALSE and an empty manifest when the file does not exist.
     static HRESULT Read(const std::string& path, RegistryManifest* manifest);
     static HRESULT Write(const std::string& path, const RegistryManifest& manifest);
+    // Read, `change`, Write, under the folder's lock. A missing manifest is made (folder included)
+    // when `create` is set; otherwise there is nothing to change and the answer is S_OK.
+    static HRESULT Update(const std::string& path, bool create,
+                          const std::function<void(RegistryManifest&)>& change);
 
     static std::string ToJson(const RegistryManifest& manifest);
     // E_FAIL when `text` is not a manifest; `manifest` is then left as it was.

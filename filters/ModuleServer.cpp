@@ -131,38 +131,34 @@ extern "C" HRESULT DllCanUnloadNow() {
 
 extern "C" HRESULT DllRegisterServer() {
     std::string modulePath;
-    HRESULT hr = GetModuleFilePath(&modulePath);
+    const HRESULT hr = GetModuleFilePath(&modulePath);
     if (FAILED(hr)) return hr;
-
     std::lock_guard guard(RegistrationLock());
-    const std::string manifestPath = ModuleRegistry::ManifestPath();
-    RegistryManifest manifest;
-    hr = ModuleRegistry::Read(manifestPath, &manifest);
-    if (FAILED(hr)) return hr;
-    for (const CFactoryTemplate& row : FactoryTemplates())
-        manifest.classes[GuidToString(*row.clsid)] = {ToUtf8(row.name), modulePath,
-                                                      kThreadingModel};
-    // Rows that share setup data write the same mapper entry again.
-    for (const CFactoryTemplate& row : FactoryTemplates()) {
-        if (!row.setup) continue;
-        const std::string id = GuidToString(*row.setup->clsid);
-        manifest.filters.erase(id);
-        manifest.filters[id] = MapperEntry(*row.setup);
-    }
-    return ModuleRegistry::Write(manifestPath, manifest);
+    return ModuleRegistry::Update(ModuleRegistry::ManifestPath(), true,
+                                  [&](RegistryManifest& manifest) {
+                                      for (const CFactoryTemplate& row : FactoryTemplates()) {
+                                          manifest.classes[GuidToString(*row.clsid)] = {
+                                              ToUtf8(row.name), modulePath, kThreadingModel};
+                                      }
+                                      // Rows that share setup data write the same mapper entry
+                                      // again.
+                                      for (const CFactoryTemplate& row : FactoryTemplates()) {
+                                          if (!row.setup) continue;
+                                          const std::string id = GuidToString(*row.setup->clsid);
+                                          manifest.filters.erase(id);
+                                          manifest.filters[id] = MapperEntry(*row.setup);
+                                      }
+                                  });
 }
 
 extern "C" HRESULT DllUnregisterServer() {
     std::lock_guard guard(RegistrationLock());
-    const std::string manifestPath = ModuleRegistry::ManifestPath();
-    RegistryManifest manifest;
-    HRESULT hr = ModuleRegistry::Read(manifestPath, &manifest);
-    if (FAILED(hr)) return hr;
-    if (hr == S_FALSE) return S_OK;  // nothing was registered
-    for (const CFactoryTemplate& row : FactoryTemplates()) {
-        if (row.setup) manifest.filters.erase(GuidToString(*row.setup->clsid));
-    }
-    for (const CFactoryTemplate& row : FactoryTemplates())
-        manifest.classes.erase(GuidToString(*row.clsid));
-    return ModuleRegistry::Write(manifestPath, manifest);
+    return ModuleRegistry::Update(
+        ModuleRegistry::ManifestPath(), false, [](RegistryManifest& manifest) {
+            for (const CFactoryTemplate& row : FactoryTemplates()) {
+                if (row.setup) manifest.filters.erase(GuidToString(*row.setup->clsid));
+            }
+            for (const CFactoryTemplate& row : FactoryTemplates())
+                manifest.classes.erase(GuidToString(*row.clsid));
+        });
 }

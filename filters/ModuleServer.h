@@ -4,8 +4,8 @@
 // the module's entries in the registration manifest (ModuleRegistry.h). CreateFilterByClassId is
 // the same creation for C++ hosts, without a factory.
 //
-// Threads: every entry point may be called from any thread; registration and unregistration of
-// this process run one at a time.
+// Threads: every entry point may be called from any thread; registrations and unregistrations,
+// of this process or of others, change the manifest one at a time (ModuleRegistry::Update).
 // Ownership: a factory and a created object belong to the caller through the interface returned.
 // Failures: DllGetClassObject answers E_POINTER for a null out pointer, E_NOINTERFACE for an
 // interface other than IID_IUnknown and IID_IClassFactory, CLASS_E_CLASSNOTAVAILABLE for a class

@@ -2,6 +2,8 @@
 // bookkeeping and the registration manifest.
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <optional>
 #include <string>
@@ -539,6 +541,33 @@ TEST_F(RegistrationTest, UnwritablePlaceAnswersTheSystemError) {
     EXPECT_EQ(static_cast<uint32_t>(hr) & 0xFFFF0000u, 0x80070000u);
     EXPECT_NE(hr & 0xFFFF, 0);
     EXPECT_EQ(std::filesystem::directory_iterator(dir.root)->path().filename(), "file");
+}
+
+// Processes that update one manifest at once keep each other's entries.
+TEST_F(RegistrationTest, UpdatesOfSeveralProcessesAreNotLost) {
+    constexpr int kProcesses = 6;
+    constexpr int kUpdates = 25;
+    std::vector<pid_t> children;
+    for (int p = 0; p < kProcesses; ++p) {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            bool ok = true;
+            for (int u = 0; u < kUpdates; ++u) {
+                ok = ok && SUCCEEDED(ModuleRegistry::Update(path, true, [&](RegistryManifest& m) {
+                         m.classes[std::to_string(p) + "-" + std::to_string(u)] = {"x", "", ""};
+                     }));
+            }
+            _exit(ok ? 0 : 1);
+        }
+        children.push_back(child);
+    }
+    for (const pid_t child : children) {
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+    EXPECT_EQ(Manifest().classes.size(), static_cast<size_t>(kProcesses * kUpdates));
 }
 
 struct LocationCase {
