@@ -16,11 +16,15 @@ CSourceStream::CSourceStream(const char* objectName, HRESULT* phr, CSource* filt
 }
 
 CSourceStream::~CSourceStream() {
-    std::lock_guard<std::mutex> guard(threadLock);
-    if (worker) {
-        CallWorker(CMD_STOP);
-        CallWorker(CMD_EXIT);
-        worker.reset();
+    {
+        // The filter lock comes before the thread lock (Active and Inactive run under it), so
+        // the thread lock is let go before the pin leaves the filter's list.
+        std::lock_guard<std::mutex> guard(threadLock);
+        if (worker) {
+            CallWorker(CMD_STOP);
+            CallWorker(CMD_EXIT);
+            worker.reset();
+        }
     }
     if (m_pFilter) m_pFilter->RemovePin(this);
 }
