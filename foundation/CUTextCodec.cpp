@@ -96,6 +96,23 @@ std::u16string DecodeWide(std::wstring_view text) {
     return out;
 }
 
+std::wstring EncodeWide(std::u16string_view text) {
+    std::wstring out;
+    out.reserve(text.size());
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char16_t unit = text[i];
+        char32_t cp = unit;
+        if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
+            cp = 0x10000 + ((char32_t{unit} - 0xD800) << 10) + (char32_t{text[i + 1]} - 0xDC00);
+            ++i;
+        } else if (IsHighSurrogate(unit) || IsLowSurrogate(unit)) {
+            cp = 0xFFFD;
+        }
+        out.push_back(static_cast<wchar_t>(cp));
+    }
+    return out;
+}
+
 std::string EncodeUTF8(std::u16string_view text) {
     std::string out;
     out.reserve(text.size());

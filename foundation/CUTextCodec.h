@@ -14,6 +14,8 @@ std::u16string DecodeUTF8(std::string_view bytes);
 // Wide text of the host (UTF-32 where wchar_t has 32 bits, as on this system) to UTF-16. A
 // surrogate or a value above U+10FFFF becomes U+FFFD.
 std::u16string DecodeWide(std::wstring_view text);
+// UTF-16 to the host's wide text. An unpaired surrogate becomes U+FFFD.
+std::wstring EncodeWide(std::u16string_view text);
 // UTF-16 to UTF-8. An unpaired surrogate becomes U+FFFD.
 std::string EncodeUTF8(std::u16string_view text);
 

@@ -114,6 +114,10 @@ HRESULT CBaseRenderer::EndFlush() {
     return S_OK;
 }
 
+void CBaseRenderer::SendQuality(const Quality& q) {
+    m_pInputPin->PassNotify(q);  // E_NOTIMPL when upstream takes no quality messages: fine
+}
+
 HRESULT CBaseRenderer::RenderLate(IMediaSample* pSample, REFERENCE_TIME start, REFERENCE_TIME stop,
                                   REFERENCE_TIME late) {
     Quality q;
@@ -123,7 +127,7 @@ HRESULT CBaseRenderer::RenderLate(IMediaSample* pSample, REFERENCE_TIME start, R
     const REFERENCE_TIME duration = stop - start;
     q.Proportion =
         duration > 0 ? static_cast<int32_t>((1000 * duration) / (duration + late)) : 1000;
-    m_pInputPin->PassNotify(q);  // E_NOTIMPL when upstream takes no quality messages: fine
+    SendQuality(q);
     return DoRenderSample(pSample);
 }
 
@@ -194,7 +198,7 @@ HRESULT CBaseRenderer::Receive(IMediaSample* pSample) {
             q.Type = Famine;
             q.Late = -early;
             q.TimeStamp = start;
-            m_pInputPin->PassNotify(q);
+            SendQuality(q);
             return DoRenderSample(pSample);
         }
         if (woken != 1) return Aborted();

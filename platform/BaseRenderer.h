@@ -101,6 +101,8 @@ public:
 protected:
     // Sends EC_COMPLETE if the stream ended, it was not sent yet, and the filter runs.
     void SendEndOfStreamIfDue();
+    // Passes a quality message upstream; a subclass that watches them calls this one.
+    virtual void SendQuality(const Quality& q);
     // Renders at once and tells upstream how late the sample was.
     HRESULT RenderLate(IMediaSample* pSample, REFERENCE_TIME start, REFERENCE_TIME stop,
                        REFERENCE_TIME late);

@@ -7,6 +7,7 @@
 
 #include "foundation/CUArray.h"
 #include "foundation/CUStringWin.h"
+#include "foundation/CUTextCodec.h"
 
 namespace {
 
@@ -85,6 +86,7 @@ TEST(CUStringWinConstruction, WideTextBecomesUtf16WithPairsAndReplacements) {
     const wchar_t wide[] = {L'a', 0x1F3A5, 0xD800, 0x110000, 0};
     EXPECT_EQ(std::u16string(CUStringWin(wide).WideChars()), u"a\U0001F3A5\uFFFD\uFFFD");
     EXPECT_EQ(CUStringWin(static_cast<const wchar_t*>(nullptr)).Length(), 0u);
+    EXPECT_EQ(cu_text::EncodeWide(u"a\U0001F3A5\xD800"), std::wstring(L"a\U0001F3A5\uFFFD"));
 }
 
 TEST(CUStringWinConstruction, CopiesKeepTheState) {

@@ -6,6 +6,7 @@
 #include "tools/qvclip/FramesCommand.h"
 #include "tools/qvclip/InfoCommand.h"
 #include "tools/qvclip/MetaCommand.h"
+#include "tools/qvclip/PlayCommand.h"
 #include "tools/qvclip/SynthCommand.h"
 
 namespace qvclip {
@@ -21,6 +22,7 @@ std::vector<std::unique_ptr<Command>> MakeCommands() {
     commands.push_back(std::make_unique<FramesCommand>());
     commands.push_back(std::make_unique<ExtractCommand>());
     commands.push_back(std::make_unique<MetaCommand>());
+    commands.push_back(std::make_unique<PlayCommand>());
     commands.push_back(std::make_unique<SynthCommand>());
     return commands;
 }

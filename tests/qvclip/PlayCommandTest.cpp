@@ -1,0 +1,73 @@
+// qvclip play: the clip through the graph, a frame event for every rendered picture in clip
+// order, the summary, a range from a seek, and clear failures.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "QvclipRun.h"
+
+namespace {
+
+std::vector<nlohmann::json> EventLines(const std::string& path) {
+    std::vector<nlohmann::json> lines;
+    std::ifstream in(path);
+    for (std::string line; std::getline(in, line);) lines.push_back(nlohmann::json::parse(line));
+    return lines;
+}
+
+TEST(PlayCommand, RendersEveryFrameInOrderAndSumsUp) {
+    qvtest::TempDirectory dir;
+    const synth::SynthResult clip = qvtest::SmallClip(dir, "PLAY0001", 12);
+    const std::string events = dir.Native("events.jsonl");
+    const qvtest::QvclipResult run =
+        qvtest::RunQvclip(dir, "play --json --events '" + events + "' " + clip.paths[0]);
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const nlohmann::json summary = run.JsonLines().at(0);
+    EXPECT_EQ(summary["rendered"], 12);
+    EXPECT_EQ(summary["dropped"], 0);
+    EXPECT_EQ(summary["first"], 0);
+    EXPECT_EQ(summary["last"], 11);
+
+    const std::vector<nlohmann::json> lines = EventLines(events);
+    ASSERT_EQ(lines.size(), 12u);
+    for (size_t i = 0; i < lines.size(); ++i) {
+        EXPECT_EQ(lines[i]["event"], "frame");
+        EXPECT_EQ(lines[i]["frame"], i);
+        EXPECT_EQ(lines[i]["start"], i * 400000);  // 25 frames a second
+        EXPECT_EQ(lines[i]["stop"], (i + 1) * 400000);
+        EXPECT_EQ(lines[i]["discontinuity"], i == 0);
+    }
+}
+
+TEST(PlayCommand, PlaysTheRangeFromASeek) {
+    qvtest::TempDirectory dir;
+    const synth::SynthResult clip = qvtest::SmallClip(dir, "PLAY0002", 20);
+    const qvtest::QvclipResult run =
+        qvtest::RunQvclip(dir, "play --json --from 9 --count 5 " + clip.paths[0]);
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const nlohmann::json summary = run.JsonLines().at(0);
+    EXPECT_EQ(summary["rendered"], 5);
+    EXPECT_EQ(summary["first"], 9);
+    EXPECT_EQ(summary["last"], 13);
+}
+
+TEST(PlayCommand, FailuresNameTheFileAndTheReason) {
+    qvtest::TempDirectory dir;
+    const synth::SynthResult clip = qvtest::SmallClip(dir, "PLAY0003", 4);
+    struct Case {
+        std::string arguments, says;
+    } cases[] = {
+        {"play " + dir.Native("none.MXF"), "no such file"},
+        {"play --from 4 " + clip.paths[0], "beyond the clip"},
+        {"play --events " + dir.Native("no/such/folder/e.jsonl") + " " + clip.paths[0],
+         "cannot write the event file"},
+    };
+    for (const Case& c : cases) {
+        const qvtest::QvclipResult run = qvtest::RunQvclip(dir, c.arguments);
+        EXPECT_NE(run.exitCode, 0) << c.arguments;
+        EXPECT_NE(run.err.find(c.says), std::string::npos) << run.err;
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    }
+}
+
+}  // namespace
