@@ -1,4 +1,4 @@
-// CRendererPosPassThru over a recording pin: calls reach the seeking interface of the output pin
+// CRendererPosPassThru on a recording pin: calls reach the seeking interface of the output pin
 // upstream; the last rendered time answers the current position when upstream does not.
 #include <gtest/gtest.h>
 
@@ -55,91 +55,67 @@ public:
     double rate = 1.0;
 };
 
-struct Fixture {
-    explicit Fixture(bool seeking) {
-        source->AddRef();
-        sink->AddRef();
-        allocator->AddRef();
-        position.NonDelegatingAddRef();  // lives on the stack: never released to zero
-        // The plain counter pin goes away with its filter, the seeking one replaces it.
-        if (seeking) {
-            seekingPin = new SeekingStream(source);
-            out = seekingPin;
-        } else {
-            out = source->pin;
-        }
-        ALLOCATOR_PROPERTIES request, actual;
-        request.cBuffers = 1;
-        request.cbBuffer = 4;
-        allocator->SetProperties(&request, &actual);
-        allocator->Commit();
-    }
-    ~Fixture() {
-        out->Disconnect();
-        sink->pin->Disconnect();
-        allocator->Decommit();
-        allocator->Release();
-        source->Release();
-        sink->Release();
-    }
-    void Render(REFERENCE_TIME start, REFERENCE_TIME stop) {
+TEST(RendererPosPassThruTest, ForwardsUpstreamAndKeepsTheLastRenderedTime) {
+    auto* source = new CounterSource(0, 1);  // its plain pin answers no seeking
+    auto* seekingPin = new SeekingStream(source);
+    auto* sink = new RecordingSink;
+    auto* pool = new CMemAllocator("position test");
+    for (IUnknown* object : std::vector<IUnknown*>{source, sink, pool}) object->AddRef();
+    ALLOCATOR_PROPERTIES request, actual;
+    request.cBuffers = request.cbBuffer = 1;
+    pool->SetProperties(&request, &actual);
+    pool->Commit();
+    HRESULT hr = S_OK;
+    CRendererPosPassThru position("position", nullptr, &hr, sink->pin);
+    position.NonDelegatingAddRef();  // lives on the stack: never released to zero
+    const auto render = [&](REFERENCE_TIME start, REFERENCE_TIME stop) {
         IMediaSample* sample = nullptr;
-        ASSERT_EQ(allocator->GetBuffer(&sample, nullptr, nullptr, 0), S_OK);
+        ASSERT_EQ(pool->GetBuffer(&sample, nullptr, nullptr, 0), S_OK);
         sample->SetTime(&start, &stop);
         EXPECT_EQ(position.RegisterMediaTime(sample), S_OK);
         sample->Release();
-    }
-    CounterSource* source = new CounterSource(0, 1);
-    RecordingSink* sink = new RecordingSink;
-    CMemAllocator* allocator = new CMemAllocator("position test");
-    SeekingStream* seekingPin = nullptr;  // owned by `source`
-    CSourceStream* out = nullptr;
-    HRESULT hr = S_OK;
-    CRendererPosPassThru position{"position", nullptr, &hr, sink->pin};
-};
-
-TEST(RendererPosPassThruTest, ForwardsToTheSeekingInterfaceUpstream) {
-    Fixture f(true);
+    };
     int64_t value = 0;
-    EXPECT_EQ(f.position.GetDuration(&value), VFW_E_NOT_CONNECTED);
-    ASSERT_EQ(f.seekingPin->Connect(f.sink->pin, nullptr), S_OK);
+    EXPECT_EQ(position.GetDuration(&value), VFW_E_NOT_CONNECTED);
+
+    ASSERT_EQ(source->pin->Connect(sink->pin, nullptr), S_OK);
+    EXPECT_EQ(position.GetDuration(&value), E_NOTIMPL);
+    EXPECT_EQ(position.GetCurrentPosition(&value), E_NOTIMPL);
+    render(500, 600);
+    render(600, 700);
+    EXPECT_EQ(position.GetCurrentPosition(&value), S_OK);
+    EXPECT_EQ(value, 600);
+    EXPECT_EQ(position.EOS(), S_OK);
+    EXPECT_EQ(position.GetCurrentPosition(&value), S_OK);
+    EXPECT_EQ(value, 700);
+    EXPECT_EQ(position.ResetMediaTime(), S_OK);
+    EXPECT_EQ(position.GetCurrentPosition(&value), E_NOTIMPL);
+    source->pin->Disconnect();
+    sink->pin->Disconnect();
+
+    ASSERT_EQ(seekingPin->Connect(sink->pin, nullptr), S_OK);  // looked up again at each call
     IMediaSeeking* seeking = nullptr;
-    ASSERT_EQ(f.position.NonDelegatingQueryInterface(IID_IMediaSeeking,
-                                                     reinterpret_cast<void**>(&seeking)),
-              S_OK);
+    ASSERT_EQ(position.QueryInterface(IID_IMediaSeeking, reinterpret_cast<void**>(&seeking)), S_OK);
     EXPECT_EQ(seeking->GetDuration(&value), S_OK);
     EXPECT_EQ(value, 1234);
     EXPECT_EQ(seeking->SetRate(2.0), S_OK);
-    EXPECT_EQ(f.seekingPin->rate, 2.0);
+    EXPECT_EQ(seekingPin->rate, 2.0);
     EXPECT_EQ(seeking->GetStopPosition(&value), E_NOTIMPL);
     seeking->Release();
-
-    f.Render(10 * kFrame, 11 * kFrame);
-    EXPECT_EQ(f.position.GetCurrentPosition(&value), S_OK);
+    render(10 * kFrame, 11 * kFrame);
+    EXPECT_EQ(position.GetCurrentPosition(&value), S_OK);
     EXPECT_EQ(value, 77);  // upstream knows better
-    f.seekingPin->knowsPosition = false;
-    EXPECT_EQ(f.position.GetCurrentPosition(&value), S_OK);
+    seekingPin->knowsPosition = false;
+    EXPECT_EQ(position.GetCurrentPosition(&value), S_OK);
     EXPECT_EQ(value, 10 * kFrame);
-    f.seekingPin->frames = true;  // the kept media time is converted to upstream's format
-    EXPECT_EQ(f.position.GetCurrentPosition(&value), S_OK);
+    seekingPin->frames = true;  // the kept media time is converted to upstream's format
+    EXPECT_EQ(position.GetCurrentPosition(&value), S_OK);
     EXPECT_EQ(value, 10);
-}
 
-TEST(RendererPosPassThruTest, KeepsTheLastRenderedTimeWhenUpstreamCannotSeek) {
-    Fixture f(false);
-    ASSERT_EQ(f.out->Connect(f.sink->pin, nullptr), S_OK);
-    int64_t value = -1;
-    EXPECT_EQ(f.position.GetDuration(&value), E_NOTIMPL);
-    EXPECT_EQ(f.position.GetCurrentPosition(&value), E_NOTIMPL);
-    f.Render(500, 600);
-    f.Render(600, 700);
-    EXPECT_EQ(f.position.GetCurrentPosition(&value), S_OK);
-    EXPECT_EQ(value, 600);
-    EXPECT_EQ(f.position.EOS(), S_OK);
-    EXPECT_EQ(f.position.GetCurrentPosition(&value), S_OK);
-    EXPECT_EQ(value, 700);
-    EXPECT_EQ(f.position.ResetMediaTime(), S_OK);
-    EXPECT_EQ(f.position.GetCurrentPosition(&value), E_NOTIMPL);
+    seekingPin->Disconnect();
+    sink->pin->Disconnect();
+    pool->Decommit();
+    for (IUnknown* object : std::vector<IUnknown*>{source, sink, pool}) object->Release();
 }
 
 }  // namespace
