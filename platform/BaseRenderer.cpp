@@ -46,12 +46,49 @@ CBaseRenderer::CBaseRenderer(REFCLSID clsid, const char* name, IUnknown* outer, 
 }
 
 CBaseRenderer::~CBaseRenderer() {
+    delete m_pPosition.load();
     delete m_pInputPin;
+}
+
+HRESULT CBaseRenderer::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
+    if (riid == IID_IMediaSeeking || riid == IID_IMediaPosition)
+        return GetMediaPositionInterface(riid, ppv);  // the pass-through has no IMediaPosition
+    return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);
+}
+
+HRESULT CBaseRenderer::GetMediaPositionInterface(REFIID riid, void** ppv) {
+    if (!ppv) return E_POINTER;
+    *ppv = nullptr;
+    {
+        CUAutoLock lock(m_pLock);
+        if (!m_pPosition && m_pInputPin) {
+            HRESULT hr = S_OK;
+            auto* position = new (std::nothrow)
+                CRendererPosPassThru("renderer position", GetOwner(), &hr, m_pInputPin);
+            if (!position) return E_OUTOFMEMORY;
+            if (FAILED(hr)) {
+                delete position;
+                return hr;
+            }
+            m_pPosition = position;
+        }
+    }
+    CRendererPosPassThru* position = m_pPosition.load();
+    if (!position) return E_NOINTERFACE;
+    return position->NonDelegatingQueryInterface(riid, ppv);
+}
+
+HRESULT CBaseRenderer::Render(IMediaSample* pSample) {
+    const HRESULT hr = DoRenderSample(pSample);
+    if (CRendererPosPassThru* position = m_pPosition.load(); hr == S_OK && position)
+        position->RegisterMediaTime(pSample);
+    return hr;
 }
 
 HRESULT CBaseRenderer::Stop() {
     CUAutoLock lock(m_pLock);
     m_AbortEvent.Set();
+    if (CRendererPosPassThru* position = m_pPosition.load()) position->ResetMediaTime();
     return CBaseFilter::Stop();
 }
 
@@ -94,12 +131,14 @@ HRESULT CBaseRenderer::EndOfStream() {
         std::lock_guard<std::mutex> guard(m_RendererLock);
         m_bEOS = true;
     }
+    if (CRendererPosPassThru* position = m_pPosition.load()) position->EOS();
     SendEndOfStreamIfDue();
     return S_OK;
 }
 
 HRESULT CBaseRenderer::BeginFlush() {
     m_AbortEvent.Set();
+    if (CRendererPosPassThru* position = m_pPosition.load()) position->ResetMediaTime();
     return S_OK;
 }
 
@@ -128,7 +167,7 @@ HRESULT CBaseRenderer::RenderLate(IMediaSample* pSample, REFERENCE_TIME start, R
     q.Proportion =
         duration > 0 ? static_cast<int32_t>((1000 * duration) / (duration + late)) : 1000;
     SendQuality(q);
-    return DoRenderSample(pSample);
+    return Render(pSample);
 }
 
 HRESULT CBaseRenderer::Receive(IMediaSample* pSample) {
@@ -171,13 +210,13 @@ HRESULT CBaseRenderer::Receive(IMediaSample* pSample) {
             if (CUWaitAny({&m_AbortEvent, &m_StateChanged}) != 1) return Aborted();
             continue;
         }
-        if (!clock) return DoRenderSample(pSample);
+        if (!clock) return Render(pSample);
         REFERENCE_TIME time = 0;
         HRESULT hr = clock->GetTime(&time);
         const REFERENCE_TIME late = time - (base + start);
         if (FAILED(hr) || late >= 0) {
             clock->Release();
-            return FAILED(hr) ? DoRenderSample(pSample) : RenderLate(pSample, start, stop, late);
+            return FAILED(hr) ? Render(pSample) : RenderLate(pSample, start, stop, late);
         }
         const REFERENCE_TIME early = -late;
         m_ClockEvent.Reset();  // a fire that raced an earlier Unadvise
@@ -185,7 +224,7 @@ HRESULT CBaseRenderer::Receive(IMediaSample* pSample) {
         hr = clock->AdviseTime(base, start, &m_ClockEvent, &cookie);
         if (FAILED(hr)) {
             clock->Release();
-            return DoRenderSample(pSample);
+            return Render(pSample);
         }
         OnWaitStart(start);
         const int woken = CUWaitAny({&m_AbortEvent, &m_StateChanged, &m_ClockEvent});
@@ -199,7 +238,7 @@ HRESULT CBaseRenderer::Receive(IMediaSample* pSample) {
             q.Late = -early;
             q.TimeStamp = start;
             SendQuality(q);
-            return DoRenderSample(pSample);
+            return Render(pSample);
         }
         if (woken != 1) return Aborted();
         // Paused again or run with a new start time: schedule afresh.

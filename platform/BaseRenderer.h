@@ -35,6 +35,7 @@
 // E_OUTOFMEMORY in *phr if the pin could not be made.
 #pragma once
 
+#include <atomic>
 #include <mutex>
 
 #include "foundation/CUAutoResetEvent.h"
@@ -42,6 +43,7 @@
 #include "foundation/CURecursiveLock.h"
 #include "platform/BaseFilter.h"
 #include "platform/BaseInputPin.h"
+#include "platform/RendererPosPassThru.h"
 
 class CBaseRenderer;
 
@@ -65,6 +67,12 @@ public:
     // `phr`: set to a failure if the pin could not be made; left alone otherwise.
     CBaseRenderer(REFCLSID clsid, const char* name, IUnknown* outer, HRESULT* phr);
     ~CBaseRenderer() override;
+
+    HRESULT NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+    // IMediaSeeking through the position pass-through, made on the first request: the host seeks
+    // through a renderer and reaches the pin upstream. IMediaPosition goes the same way and is
+    // refused there (E_NOINTERFACE): no host of this module asks for it.
+    virtual HRESULT GetMediaPositionInterface(REFIID riid, void** ppv);
 
     HRESULT Stop() override;
     HRESULT Pause() override;
@@ -103,6 +111,8 @@ protected:
     void SendEndOfStreamIfDue();
     // Passes a quality message upstream; a subclass that watches them calls this one.
     virtual void SendQuality(const Quality& q);
+    // DoRenderSample, and the position learns the sample's time.
+    HRESULT Render(IMediaSample* pSample);
     // Renders at once and tells upstream how late the sample was.
     HRESULT RenderLate(IMediaSample* pSample, REFERENCE_TIME start, REFERENCE_TIME stop,
                        REFERENCE_TIME late);
@@ -111,6 +121,8 @@ protected:
 
     CURecursiveLock m_InterfaceLock;  // the filter lock
     CRendererInputPin* m_pInputPin = nullptr;
+    // Made once under the filter lock, then read by the streaming thread; owned.
+    std::atomic<CRendererPosPassThru*> m_pPosition{nullptr};
 
     // Set while Receive must give up: stopped or flushing.
     CUManualResetEvent m_AbortEvent;

@@ -133,6 +133,29 @@ TEST(ParserPlaybackTest, SeekingByFramesAndByMediaTimeAgrees) {
     }
 }
 
+TEST(ParserPlaybackTest, AHostSeeksThroughTheRenderer) {
+    qvtest::TempDirectory dir;
+    ParserGraph g(LongGop(dir.root, 30), {});
+    ASSERT_EQ(g.loaded, S_OK);
+    void* object = nullptr;
+    ASSERT_EQ(g.video->NonDelegatingQueryInterface(IID_IMediaSeeking, &object), S_OK);
+    auto* seeking = static_cast<IMediaSeeking*>(object);
+    ASSERT_EQ(seeking->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
+    int64_t target = 17, duration = 0, current = 0;
+    seeking->SetPositions(&target, AM_SEEKING_AbsolutePositioning, nullptr, 0);
+    EXPECT_EQ(seeking->GetDuration(&duration), S_OK);
+    EXPECT_EQ(duration, 30);
+    ASSERT_EQ(g.graph.Run(), S_OK);
+    ASSERT_EQ(g.graph.WaitForCompletion(60000), S_OK);
+    // The parser keeps no current position; the renderer knows where the stream ended.
+    ASSERT_EQ(seeking->SetTimeFormat(&TIME_FORMAT_MEDIA_TIME), S_OK);
+    EXPECT_EQ(seeking->GetCurrentPosition(&current), S_OK);
+    EXPECT_EQ(current, g.TimeOf(30 - 17));
+    g.graph.Stop();
+    ExpectSeekDelivery(g, g.video->Samples(), target);
+    seeking->Release();
+}
+
 TEST(ParserPlaybackTest, AOneFrameClipDeliversItsFrameThenEnds) {
     qvtest::TempDirectory dir;
     synth::SynthOptions o = LongGop(dir.root, 1);
