@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <utility>
 
+#include "foundation/CUTextCodec.h"
+
 namespace {
 
 // ---- Writing ----------------------------------------------------------------------------------
@@ -238,24 +240,6 @@ private:
         return true;
     }
 
-    static void AppendUtf8(std::string& out, uint32_t code) {
-        if (code < 0x80) {
-            out += static_cast<char>(code);
-        } else if (code < 0x800) {
-            out += static_cast<char>(0xC0 | code >> 6);
-            out += static_cast<char>(0x80 | (code & 0x3F));
-        } else if (code < 0x10000) {
-            out += static_cast<char>(0xE0 | code >> 12);
-            out += static_cast<char>(0x80 | (code >> 6 & 0x3F));
-            out += static_cast<char>(0x80 | (code & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | code >> 18);
-            out += static_cast<char>(0x80 | (code >> 12 & 0x3F));
-            out += static_cast<char>(0x80 | (code >> 6 & 0x3F));
-            out += static_cast<char>(0x80 | (code & 0x3F));
-        }
-    }
-
     bool ParseString(std::string* out) {
         ++at;  // the opening quote
         while (at < text.size()) {
@@ -304,7 +288,7 @@ private:
                     } else if (code >= 0xDC00 && code <= 0xDFFF) {
                         return false;
                     }
-                    AppendUtf8(*out, code);
+                    cu_text::AppendUTF8(*out, code);
                     break;
                 }
                 default:

@@ -11,6 +11,7 @@
 #include "filters/ClassFactory.h"
 #include "filters/FactoryTemplate.h"
 #include "filters/ModuleRegistry.h"
+#include "foundation/CUTextCodec.h"
 #include "platform/SystemInfo.h"
 
 namespace {
@@ -23,28 +24,8 @@ std::mutex& RegistrationLock() {
     return lock;
 }
 
-// Wide text is UTF-32 here.
 std::string ToUtf8(const wchar_t* text) {
-    std::string out;
-    for (; text && *text; ++text) {
-        const auto code = static_cast<uint32_t>(*text);
-        if (code < 0x80) {
-            out += static_cast<char>(code);
-        } else if (code < 0x800) {
-            out += static_cast<char>(0xC0 | code >> 6);
-            out += static_cast<char>(0x80 | (code & 0x3F));
-        } else if (code < 0x10000) {
-            out += static_cast<char>(0xE0 | code >> 12);
-            out += static_cast<char>(0x80 | (code >> 6 & 0x3F));
-            out += static_cast<char>(0x80 | (code & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | code >> 18);
-            out += static_cast<char>(0x80 | (code >> 12 & 0x3F));
-            out += static_cast<char>(0x80 | (code >> 6 & 0x3F));
-            out += static_cast<char>(0x80 | (code & 0x3F));
-        }
-    }
-    return out;
+    return text ? cu_text::EncodeUTF8(cu_text::DecodeWide(text)) : std::string();
 }
 
 RegistryFilter MapperEntry(const FilterSetup& setup) {

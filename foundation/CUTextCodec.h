@@ -16,6 +16,8 @@ std::u16string DecodeUTF8(std::string_view bytes);
 std::u16string DecodeWide(std::wstring_view text);
 // UTF-16 to the host's wide text. An unpaired surrogate becomes U+FFFD.
 std::wstring EncodeWide(std::u16string_view text);
+// One code point (at most U+10FFFF, not a surrogate) as UTF-8, appended to `out`.
+void AppendUTF8(std::string& out, char32_t codePoint);
 // UTF-16 to UTF-8. An unpaired surrogate becomes U+FFFD.
 std::string EncodeUTF8(std::u16string_view text);
 
