@@ -5,16 +5,7 @@
 # Usage: bench/compare-mxf.sh [build-dir] (default build/release; needs qvclip and MXFStreamBench)
 set -euo pipefail
 build=${1:-build/release}
-runs=${RUNS:-7}
-clips=${QV_BENCH_DIR:-/tmp/qvflts-bench}
-qvclip="$build/tools/qvclip/qvclip"
-mkdir -p "$clips"
-
-synth() {  # name, options...
-  local name=$1; shift
-  [ -f "$clips/$name.MXF" ] || "$qvclip" synth --out "$clips" --name "$name" "$@" >/dev/null
-  echo "$clips/$name.MXF"
-}
+source "$(dirname "$0")/clips.sh"
 echo "making clips in $clips (once) ..."
 min1=$(synth OPEN1MIN --size 64x64 --frames 1500 --channels 0)
 hour2=$(synth OPEN2HOUR --size 64x64 --frames 180000 --channels 0)

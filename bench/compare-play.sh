@@ -5,22 +5,11 @@
 # Usage: bench/compare-play.sh [build-dir] (default build/release; needs qvclip)
 set -euo pipefail
 build=${1:-build/release}
-runs=${RUNS:-7}
-clips=${QV_BENCH_DIR:-/tmp/qvflts-bench}
-qvclip="$build/tools/qvclip/qvclip"
-mkdir -p "$clips"
-
-synth() {  # name, options...
-  local name=$1; shift
-  [ -f "$clips/$name.MXF" ] || "$qvclip" synth --out "$clips" --name "$name" "$@" >/dev/null
-  echo "$clips/$name.MXF"
-}
+source "$(dirname "$0")/clips.sh"
 echo "making clips in $clips (once) ..."
 # Long-GOP pictures as a camera writes them, and intra pictures (much larger) of the same size.
 gop=$(synth PLAY1080GOP --size 1920x1080 --gop 12 --frames 3000 --channels 2)
 intra=$(synth PLAY1080I --codec mpeg2 --size 1920x1080 --gop 1 --frames 1500 --channels 2)
-
-median() { sort -n | awk '{ a[NR] = $1 } END { print a[int((NR + 1) / 2)] }'; }
 
 # Ours twice: the playing alone (the summary's figure, from Run to the end of the stream) and the
 # whole process (start-up, opening the clip and building the graph included), which is what the
@@ -32,17 +21,17 @@ for clip in "$gop" "$intra"; do
   frames=$("$qvclip" info --json "$clip" | sed -n 's/.*"frameCount":\([0-9]*\).*/\1/p')
   ours=$(for _ in $(seq "$runs"); do
            "$qvclip" play --json "$clip" | sed -n 's/.*"fps":\([0-9.e+]*\).*/\1/p'
-         done | median)
+         done | median_of_lines)
   whole=$(for _ in $(seq "$runs"); do
             t0=$(date +%s%N); "$qvclip" play "$clip" >/dev/null; t1=$(date +%s%N)
             echo "$frames / (($t1 - $t0) / 1000000000)" | bc -l
-          done | median)
+          done | median_of_lines)
   peer=$(for _ in $(seq "$runs"); do
            t0=$(date +%s%N)
            ffmpeg -v error -i "$clip" -map 0:v -c copy -f null - >/dev/null 2>&1
            t1=$(date +%s%N)
            echo "$frames / (($t1 - $t0) / 1000000000)" | bc -l
-         done | median)
+         done | median_of_lines)
   printf '%-24s %8d %12.0f %12.0f %12.0f %8.2f\n' "$(basename "$clip")" "$frames" "$ours" \
     "$whole" "$peer" "$(echo "$whole / $peer" | bc -l)"
 done
