@@ -270,12 +270,8 @@ TEST(SystemItemDamage, NoCrashOrHangOnAnyTruncationOrByte) {
 
 TEST(SystemItemSynthesized, EveryFrameGivesWhatTheWriterPutIn) {
     qvtest::TempDirectory dir;
-    synth::SynthOptions o;
-    o.outDir = dir.root;
-    o.width = 64;
-    o.height = 64;
-    o.frames = 30;
-    const synth::SynthResult written = synth::Synthesize(o);
+    const synth::SynthResult written =
+        synth::Synthesize({.outDir = dir.root, .frames = 30, .width = 64, .height = 64});
     ASSERT_EQ(written.packages.size(), 30u);
     for (size_t s = 0; s < written.packages.size(); ++s) {
         SCOPED_TRACE(s);

@@ -229,14 +229,7 @@ TEST(StreamManager, ForwardsToTheCIFWrapperFirstAndCapsChannels) {
 }
 
 synth::SynthOptions SmallClip(const std::string& dir, const std::string& name) {
-    synth::SynthOptions o;
-    o.outDir = dir;
-    o.name = name;
-    o.width = 128;
-    o.height = 72;
-    o.frames = 24;
-    o.channels = 2;
-    return o;
+    return {.outDir = dir, .name = name, .frames = 24, .width = 128, .height = 72, .channels = 2};
 }
 
 void ExpectSmallClip(StreamManager& manager) {

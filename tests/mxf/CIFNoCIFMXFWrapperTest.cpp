@@ -33,15 +33,13 @@ struct Clip {
 
     explicit Clip(std::vector<uint32_t> frames) {
         for (size_t i = 0; i < frames.size(); ++i) {
-            synth::SynthOptions o;
-            o.outDir = dir.root;
-            o.name = "MEMBER" + std::to_string(i);
-            o.width = 128;
-            o.height = 72;
-            o.frames = frames[i];
-            o.gammaCode = 15;
-            o.channels = 3;
-            members.push_back(synth::Synthesize(o));
+            members.push_back(synth::Synthesize({.outDir = dir.root,
+                                                 .name = "MEMBER" + std::to_string(i),
+                                                 .frames = frames[i],
+                                                 .width = 128,
+                                                 .height = 72,
+                                                 .channels = 3,
+                                                 .gammaCode = 15}));
             paths.push_back(members.back().paths.at(0));
         }
     }

@@ -27,17 +27,14 @@ const Clip& Written(bool headerIndex) {
     static Clip clips[2];
     Clip& clip = clips[headerIndex];
     if (clip.bytes.empty()) {
-        synth::SynthOptions o;
-        o.outDir = dir.root;
-        o.name = headerIndex ? "HDRIDX01" : "PARTS001";
-        o.width = 64;
-        o.height = 64;
-        o.frames = 24;
-        o.channels = 2;
-        o.partitions = headerIndex ? 1 : 3;
-        o.headerIndex = headerIndex;
-        o.segmentFrames = headerIndex ? 5 : 0;
-        clip.written = synth::Synthesize(o);
+        clip.written = synth::Synthesize({.outDir = dir.root,
+                                          .name = headerIndex ? "HDRIDX01" : "PARTS001",
+                                          .frames = 24,
+                                          .width = 64,
+                                          .height = 64,
+                                          .partitions = headerIndex ? 1u : 3u,
+                                          .headerIndex = headerIndex,
+                                          .segmentFrames = headerIndex ? 5u : 0u});
         clip.bytes = ReadFile(clip.written.paths.at(0));
     }
     return clip;

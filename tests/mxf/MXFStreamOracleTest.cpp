@@ -27,8 +27,7 @@ using synth::SynthCodec;
 struct Clip {
     const char* name;
     SynthCodec codec;
-    uint32_t gop, bitDepth, chroma, channels, soundBits, rateNumerator, rateDenominator,
-        partitions;
+    uint32_t gop, bitDepth, chroma, channels, soundBits, rateNumerator, rateDenominator, partitions;
     bool headerIndex, fill, randomIndexPack;
 };
 
@@ -45,24 +44,22 @@ uint32_t DescriptorNumber(const STTrack& track, uint32_t tag) {
 TEST_P(MXFStreamOracle, FfmpegAndMediainfoAgreeWithTheWriterAndOurReads) {
     const Clip& c = GetParam();
     TempDirectory dir;
-    synth::SynthOptions o;
-    o.outDir = dir.root;
-    o.codec = c.codec;
-    o.gop = c.gop;
-    o.width = 320;
-    o.height = 180;
-    o.frames = 24;
-    o.bitDepth = c.bitDepth;
-    o.chroma = c.chroma;
-    o.channels = c.channels;
-    o.soundBits = c.soundBits;
-    o.rateNumerator = c.rateNumerator;
-    o.rateDenominator = c.rateDenominator;
-    o.partitions = c.partitions;
-    o.headerIndex = c.headerIndex;
-    o.fill = c.fill;
-    o.randomIndexPack = c.randomIndexPack;
-    const synth::SynthResult result = synth::Synthesize(o);
+    const synth::SynthResult result = synth::Synthesize({.outDir = dir.root,
+                                                         .codec = c.codec,
+                                                         .gop = c.gop,
+                                                         .frames = 24,
+                                                         .width = 320,
+                                                         .height = 180,
+                                                         .rateNumerator = c.rateNumerator,
+                                                         .rateDenominator = c.rateDenominator,
+                                                         .bitDepth = c.bitDepth,
+                                                         .chroma = c.chroma,
+                                                         .channels = c.channels,
+                                                         .soundBits = c.soundBits,
+                                                         .partitions = c.partitions,
+                                                         .randomIndexPack = c.randomIndexPack,
+                                                         .headerIndex = c.headerIndex,
+                                                         .fill = c.fill});
     const std::string path = result.paths.at(0);
 
     // Element digests: [0] the picture, [1 + k] sound k; as written and as we read them.
@@ -147,15 +144,15 @@ TEST_P(MXFStreamOracle, FfmpegAndMediainfoAgreeWithTheWriterAndOurReads) {
 
 // Codecs, GOPs, depths, chroma, rates, sound widths, one to three partitions, the header-held
 // index, fill and the Random Index Pack, each in at least one clip.
-INSTANTIATE_TEST_SUITE_P(
-    Clips, MXFStreamOracle,
-    ::testing::Values(
-        Clip{"H264LongGOP", SynthCodec::H264, 12, 8, 420, 2, 24, 25, 1, 3, false, false, true},
-        Clip{"H264Intra10Bit422", SynthCodec::H264, 1, 10, 422, 1, 16, 30000, 1001, 1, true,
-             false, true},
-        Clip{"HEVC10Bit", SynthCodec::HEVC, 8, 10, 420, 4, 16, 50, 1, 3, false, true, true},
-        Clip{"MPEG2Of422", SynthCodec::MPEG2, 15, 8, 422, 2, 24, 24000, 1001, 2, false, false,
-             false}),
-    [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Clips, MXFStreamOracle,
+                         ::testing::Values(Clip{"H264LongGOP", SynthCodec::H264, 12, 8, 420, 2, 24,
+                                                25, 1, 3, false, false, true},
+                                           Clip{"H264Intra10Bit422", SynthCodec::H264, 1, 10, 422,
+                                                1, 16, 30000, 1001, 1, true, false, true},
+                                           Clip{"HEVC10Bit", SynthCodec::HEVC, 8, 10, 420, 4, 16,
+                                                50, 1, 3, false, true, true},
+                                           Clip{"MPEG2Of422", SynthCodec::MPEG2, 15, 8, 422, 2, 24,
+                                                24000, 1001, 2, false, false, false}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

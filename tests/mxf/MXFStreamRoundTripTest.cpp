@@ -22,13 +22,7 @@ struct Variant {
 };
 
 SynthOptions Base(const std::string& dir) {
-    SynthOptions o;
-    o.outDir = dir;
-    o.width = 128;
-    o.height = 72;
-    o.frames = 30;
-    o.channels = 2;
-    return o;
+    return {.outDir = dir, .frames = 30, .width = 128, .height = 72, .channels = 2};
 }
 
 class MXFStreamRoundTrip : public ::testing::TestWithParam<Variant> {};

@@ -20,12 +20,7 @@ using synth::SynthCodec;
 using synth::SynthOptions;
 
 SynthOptions Small(const std::string& dir) {
-    SynthOptions o;
-    o.outDir = dir;
-    o.width = 128;
-    o.height = 72;
-    o.frames = 30;
-    return o;
+    return {.outDir = dir, .frames = 30, .width = 128, .height = 72};
 }
 
 CUSharedPtr<MXFWrapper> OpenWrapper(const std::string& path) {

@@ -17,12 +17,7 @@ using namespace qvtest;
 using synth::SynthOptions;
 
 SynthOptions Small(const std::string& dir) {
-    SynthOptions o;
-    o.outDir = dir;
-    o.width = 128;
-    o.height = 72;
-    o.frames = 24;
-    return o;
+    return {.outDir = dir, .frames = 24, .width = 128, .height = 72};
 }
 
 struct Pack {

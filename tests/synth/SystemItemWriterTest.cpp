@@ -31,12 +31,10 @@ TEST(Timecode, DropFrameSkipsTwoNumbersAMinuteButEveryTenth) {
 }
 
 TEST(SystemItemWriter, StampsStandWhereTheAnalysisReadsThem) {
-    synth::SynthOptions o;
-    o.rateNumerator = 30000;
-    o.rateDenominator = 1001;
-    o.timecode = "10:00:59;28";
-    o.date = "2031-12-24T23:59:58";
-    const synth::ClipPlan plan(o);
+    const synth::ClipPlan plan({.rateNumerator = 30000,
+                                .rateDenominator = 1001,
+                                .timecode = "10:00:59;28",
+                                .date = "2031-12-24T23:59:58"});
     const synth::SystemItem written = synth::SystemItemWriter(plan).Write(2, {});
     std::vector<uint8_t> bytes = written.pack;
     bytes.insert(bytes.end(), written.set.begin(), written.set.end());
@@ -61,13 +59,11 @@ TEST(SystemItemWriter, StampsStandWhereTheAnalysisReadsThem) {
 
 TEST(SystemItemWriter, PictureStructureFindsTheParameterSets) {
     TempDirectory dir;
-    synth::SynthOptions o;
-    o.outDir = dir.root;
-    o.codec = synth::SynthCodec::HEVC;
-    o.width = 64;
-    o.height = 36;
-    o.frames = 3;
-    const synth::SynthResult result = synth::Synthesize(o);
+    const synth::SynthResult result = synth::Synthesize({.outDir = dir.root,
+                                                         .codec = synth::SynthCodec::HEVC,
+                                                         .frames = 3,
+                                                         .width = 64,
+                                                         .height = 36});
     const std::vector<uint8_t> file = ReadFile(result.paths.at(0));
     for (const synth::SynthPackage& package : result.packages) {
         const std::vector<uint8_t>& bytes = package.systemItem;
