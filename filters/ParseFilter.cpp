@@ -41,7 +41,11 @@ HRESULT CParseFilter::Load(const wchar_t* path, CUSharedPtr<CMBXClip> clip) {
     BeforeOpen();
     CUSharedPtr<CUStringWin> pathText = CUCreate<CUStringWin>(path);
     m_pStreamManager = new (std::nothrow) StreamManager();
-    if (!pathText || !m_pStreamManager) return E_FAIL;
+    if (!pathText || !m_pStreamManager) {
+        delete m_pStreamManager;
+        m_pStreamManager = nullptr;
+        return E_FAIL;
+    }
     uint32_t opened = 0;
     try {
         opened = m_pStreamManager->Open(pathText, std::move(clip));
@@ -50,7 +54,12 @@ HRESULT CParseFilter::Load(const wchar_t* path, CUSharedPtr<CMBXClip> clip) {
         // does not open.
         opened = 0;
     }
-    if (opened != 1) return E_FAIL;
+    if (opened != 1) {
+        // Nothing holds the manager yet: it goes, and the host may try another clip.
+        delete m_pStreamManager;
+        m_pStreamManager = nullptr;
+        return E_FAIL;
+    }
     for (int i = 0; i < GetPinCount(); ++i) {
         auto* pin = static_cast<CParserOutputPin*>(GetPin(i));
         if (!pin) return E_FAIL;

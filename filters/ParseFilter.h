@@ -15,7 +15,8 @@
 // the StreamManager's lock; m_csSeekingPin nests inside nothing.
 // Ownership: the filter owns its pins and its StreamManager; destruction deletes the pins first.
 // Failures: the constructor leaves E_FAIL in *phr when a pin or its read buffer cannot be made;
-// Load answers E_FAIL when the clip does not open; GetCurFile always E_FAIL.
+// Load answers E_FAIL when the clip does not open (the filter stays without a clip and may be
+// given another) and for a second clip once one is open; GetCurFile always E_FAIL.
 #pragma once
 
 #include <cstdint>

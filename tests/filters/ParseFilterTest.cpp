@@ -113,6 +113,16 @@ TEST(ParseFilterTest, APathThatDoesNotOpenFailsAndLeavesTheInitialRange) {
         EXPECT_EQ(stop, 0x3FFFFFFFFFFFFFFF);
         CMediaType type;  // no clip to describe: a failure, not a crash
         EXPECT_TRUE(FAILED(p.filter->VideoPin()->GetMediaType(0, &type)));
+        // The host may then give the filter a clip that opens.
+        synth::SynthOptions good;
+        good.outDir = dir.root;
+        good.name = "GOOD0001";
+        good.width = 64;
+        good.height = 64;
+        good.frames = 3;
+        EXPECT_EQ(p.Load(synth::Synthesize(good).paths.at(0)), S_OK);
+        EXPECT_EQ(s->GetDuration(&duration), S_OK);
+        EXPECT_EQ(duration, 3);
     }
 }
 

@@ -3,6 +3,7 @@ set(QV_THREADED_TESTS
   ParserPlaybackTest
   ParserLatenessTest
   SeekStormTest
+  ParserDamageTest
 )
 # Test files that compare with independent tools.
 set(QV_ORACLE_TESTS
