@@ -2,7 +2,7 @@
 // markers from its queue, in order, and hands them to the output pin: Deliver for a sample (the
 // result is not looked at), DeliverNewSegment, DeliverEndOfStream; a flush marker sets
 // FlushDone(). BeginFlush runs ahead of the queue: it drains it (the flush marker survives) and
-// calls DeliverBeginFlush at once. CConvertDeliverThread is the same thread under the convert
+// calls DeliverBeginFlush at once. CConvertDeliverThread is the same class under the convert
 // filter's name.
 // Threads: Post* and BeginFlush from the filter's worker or the upstream thread; Run on its own
 // thread. Ownership: owns its queue; the output pin is not owned and outlives the thread.
@@ -42,7 +42,6 @@ private:
     CUSharedPtr<CUManualResetEvent> m_pFlushDone;
 };
 
-class CConvertDeliverThread : public CDeliverThread {
-public:
-    using CDeliverThread::CDeliverThread;
-};
+// The constructor starts the thread, whose body is the virtual Run: a subclass would rewrite the
+// object's vtable while the thread may already call through it. Hence a name, not a subclass.
+using CConvertDeliverThread = CDeliverThread;

@@ -1,0 +1,103 @@
+#include "filters/PipelineWorker.h"
+
+namespace {
+
+// Holds a queue's lock for a scope.
+class QueueLock {
+public:
+    explicit QueueLock(CMediaSampleQueue& queue) : queue(queue) { queue.Lock(); }
+    ~QueueLock() { queue.Unlock(); }
+    QueueLock(const QueueLock&) = delete;
+    QueueLock& operator=(const QueueLock&) = delete;
+
+private:
+    CMediaSampleQueue& queue;
+};
+
+}  // namespace
+
+CPipelineWorker::CPipelineWorker(const std::string& mutexName)
+    : m_pQueue(new CMediaSampleQueue),
+      m_pFlushDone(CUCreate<CUManualResetEvent>()),
+      m_pWorkLock(CUCreate<CURecursiveLock>()),
+      mutexName(mutexName) {}
+
+CPipelineWorker::~CPipelineWorker() {
+    StopAndJoin();
+    DrainQueue(*m_pQueue);
+    delete m_pQueue;
+    delete m_pDeliverThread.exchange(nullptr);  // stops and joins the delivery thread
+}
+
+HRESULT CPipelineWorker::Receive(IMediaSample* sample) {
+    if (!sample) return S_OK;
+    m_pQueue->PushSample(sample);
+    return S_OK;
+}
+
+HRESULT CPipelineWorker::EndOfStream() {
+    QueueLock guard(*m_pQueue);
+    m_pQueue->Push(kQueueEndOfStream);
+    return S_OK;
+}
+
+HRESULT CPipelineWorker::BeginFlush() {
+    if (m_pFlushDone) m_pFlushDone->Reset();
+    m_bFlushing.store(1);
+    m_pQueue->Push(kQueueFlush);
+    if (CDeliverThread* deliver = m_pDeliverThread.load()) deliver->BeginFlush();
+    return S_OK;
+}
+
+HRESULT CPipelineWorker::EndFlush() {
+    if (m_pFlushDone) m_pFlushDone->Wait();
+    m_bFlushing.store(0);
+    if (CDeliverThread* deliver = m_pDeliverThread.load()) {
+        deliver->FlushDone().Wait();
+        deliver->OutputPin()->DeliverEndFlush();
+    }
+    return S_OK;
+}
+
+HRESULT CPipelineWorker::NewSegment(int64_t start, int64_t stop, double rate,
+                                    const std::function<bool()>& filterStep) {
+    QueueLock guard(*m_pQueue);
+    DrainQueue(*m_pQueue);
+    if (CDeliverThread* deliver = m_pDeliverThread.load()) DrainQueue(deliver->Queue());
+    if (filterStep && !filterStep()) return S_OK;
+    m_pQueue->PushNewSegment(start, stop, rate);
+    return S_OK;
+}
+
+void CPipelineWorker::SetDeliverThread(CDeliverThread* thread) {
+    CDeliverThread* old = m_pDeliverThread.exchange(thread);
+    if (old != thread) delete old;
+}
+
+bool CPipelineWorker::TakeMachineMutex() {
+    mutex = std::make_unique<CNamedMutex>(mutexName);
+    if (!mutex->IsValid()) return true;  // no lock file: run without exclusion
+    switch (mutex->Acquire(&m_hStopEvent)) {
+        case S_OK:
+            return true;
+        case S_FALSE:
+            return false;  // stopped while waiting
+        default:
+            return true;  // locking failed: run without exclusion
+    }
+}
+
+void CPipelineWorker::ReleaseMachineMutex() {
+    if (!mutex) return;
+    mutex->Release();
+    mutex.reset();
+}
+
+void CPipelineWorker::StopAndJoin() {
+    if (joined) return;
+    joined = true;
+    m_bStop.store(1);
+    m_pQueue->Close();
+    m_hStopEvent.Set();
+    Join();
+}
