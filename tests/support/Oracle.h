@@ -37,10 +37,13 @@ inline std::string Output(const std::string& command) {
     return output;
 }
 
-// The hash column of ffmpeg's framemd5 output for one stream ("v", "a:0"), packet by packet.
-inline std::vector<std::string> FrameMD5s(const std::string& path, const std::string& stream) {
+// The hash column of ffmpeg's framemd5 output for one stream ("v", "a:0"), packet by packet; with
+// `pixelFormat` ("yuyv422") the pictures decoded and converted to it instead.
+inline std::vector<std::string> FrameMD5s(const std::string& path, const std::string& stream,
+                                          const std::string& pixelFormat = "") {
+    const std::string how = pixelFormat.empty() ? " -c copy" : " -pix_fmt " + pixelFormat;
     std::istringstream lines(
-        Output("ffmpeg -v error -i '" + path + "' -map 0:" + stream + " -c copy -f framemd5 -"));
+        Output("ffmpeg -v error -i '" + path + "' -map 0:" + stream + how + " -f framemd5 -"));
     std::vector<std::string> digests;
     for (std::string line; std::getline(lines, line);) {
         if (line.empty() || line[0] == '#') continue;
