@@ -3,6 +3,7 @@
 #include "filters/FilterCreators.h"
 #include "filters/FilterIds.h"
 #include "filters/MP4ParseFilter.h"
+#include "filters/MovieDecodeFilter.h"
 #include "filters/MXFParseFilter.h"
 
 namespace {
@@ -89,7 +90,7 @@ const CFactoryTemplate kTemplates[] = {
      &kSplitterSetup},
     {kAudioLevelName, &CLSID_AudioLevelRenderer, &CreateAudioLevelRendererMXF, nullptr,
      &kAudioLevelSetup},
-    {kDecoderName, &CLSID_MovieDecodeFilter, &CreateMovieDecodeFilter, nullptr, &kDecoderSetup},
+    {kDecoderName, &CLSID_MovieDecodeFilter, &CMovieDecodeFilter::CreateInstance, nullptr, &kDecoderSetup},
     {kResizeName, &CLSID_MovieResizeFilter, &CreateMovieResizeFilter, nullptr, &kResizeSetup},
     {kConvertName, &CLSID_ConvertFilter, &CreateConvertFilter, nullptr, &kConvertSetup},
     {kMp4ParserName, &CLSID_MP4ParseFilter, &MP4ParseFilter::CreateInstance, nullptr,

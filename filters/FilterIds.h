@@ -52,6 +52,9 @@ inline constexpr GUID MEDIASUBTYPE_H264 = FourCCSubtype(MakeFourCC('H', '2', '6'
 inline constexpr GUID MEDIASUBTYPE_HEVC = FourCCSubtype(MakeFourCC('H', 'E', 'V', 'C'));
 inline constexpr GUID MEDIASUBTYPE_YV12 = FourCCSubtype(MakeFourCC('Y', 'V', '1', '2'));
 inline constexpr GUID MEDIASUBTYPE_YUY2 = FourCCSubtype(MakeFourCC('Y', 'U', 'Y', '2'));
+// 32-bit RGB pictures, the platform's value.
+inline constexpr GUID MEDIASUBTYPE_RGB32{
+    0xE436EB7E, 0x524F, 0x11CE, {0x9F, 0x53, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70}};
 // HEVC in an MP4 container ("hvc1" sample entries).
 inline constexpr GUID MEDIASUBTYPE_MP4HEVC{
     0x46EBB3AB, 0xB407, 0x4C8B, {0x92, 0xA6, 0x59, 0x9D, 0x7D, 0x32, 0x99, 0x92}};

@@ -27,10 +27,6 @@ CUnknown* CreateAudioLevelRendererMXF(IUnknown*, HRESULT* phr) {
     return NotBuiltYet("CAudioLevelRenderer", phr);
 }
 
-CUnknown* CreateMovieDecodeFilter(IUnknown*, HRESULT* phr) {
-    return NotBuiltYet("CMovieDecodeFilter", phr);
-}
-
 CUnknown* CreateMovieResizeFilter(IUnknown*, HRESULT* phr) {
     return NotBuiltYet("CMovieResizeFilter", phr);
 }

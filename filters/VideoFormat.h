@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "clipmodel/StreamManager.h"
 #include "platform/MediaType.h"
@@ -20,6 +21,18 @@ namespace video_format {
 inline constexpr uint32_t kFormatBlockSize = 152;
 inline constexpr uint32_t kHeaderSize = 112;
 
+// Offsets of the video information header.
+inline constexpr uint32_t kOffsetSourceRight = 8;
+inline constexpr uint32_t kOffsetSourceBottom = 12;
+inline constexpr uint32_t kOffsetTargetRight = 24;
+inline constexpr uint32_t kOffsetTargetBottom = 28;
+inline constexpr uint32_t kOffsetAvgTimePerFrame = 40;
+inline constexpr uint32_t kOffsetBitmapSize = 72;
+inline constexpr uint32_t kOffsetBitmapWidth = 76;
+inline constexpr uint32_t kOffsetBitmapHeight = 80;
+inline constexpr uint32_t kOffsetBitmapPlanes = 84;
+inline constexpr uint32_t kOffsetBitmapBitCount = 86;
+inline constexpr uint32_t kOffsetBitmapCompression = 88;
 // Offsets of the private tail.
 inline constexpr uint32_t kOffsetGamma = 112;
 inline constexpr uint32_t kOffsetGamut = 116;
@@ -53,5 +66,39 @@ struct Request {
 
 // Fills `type` from the clip. E_OUTOFMEMORY when the block cannot be had.
 HRESULT Build(StreamManager& clip, const Request& request, CMediaType* type);
+
+// Little-endian fields of a format block, inside its bounds: a read past the end gives 0, a
+// write past the end does nothing.
+class Block {
+public:
+    Block(uint8_t* bytes, uint32_t size) : bytes(bytes), size(size) {}
+    explicit Block(const CMediaType& type) : bytes(type.Format()), size(type.FormatLength()) {}
+
+    uint32_t U32(uint32_t offset) const { return Get<uint32_t>(offset); }
+    uint16_t U16(uint32_t offset) const { return Get<uint16_t>(offset); }
+    uint8_t U8(uint32_t offset) const { return Get<uint8_t>(offset); }
+    int64_t I64(uint32_t offset) const { return Get<int64_t>(offset); }
+    void SetU32(uint32_t offset, uint32_t value) { Set(offset, value); }
+    void SetU16(uint32_t offset, uint16_t value) { Set(offset, value); }
+    void SetU8(uint32_t offset, uint8_t value) { Set(offset, value); }
+    void SetI64(uint32_t offset, int64_t value) { Set(offset, value); }
+
+private:
+    static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "format blocks are little-endian");
+    template <class T>
+    T Get(uint32_t offset) const {
+        T value{};
+        if (bytes && offset <= size && sizeof(T) <= size - offset)
+            std::memcpy(&value, bytes + offset, sizeof(T));
+        return value;
+    }
+    template <class T>
+    void Set(uint32_t offset, T value) {
+        if (bytes && offset <= size && sizeof(T) <= size - offset)
+            std::memcpy(bytes + offset, &value, sizeof(T));
+    }
+    uint8_t* bytes;
+    uint32_t size;
+};
 
 }  // namespace video_format

@@ -5,12 +5,13 @@
 namespace qvclip {
 
 PictureSink::PictureSink(bool realtime, frame_time::Rate rate, int64_t frameCount,
-                         int64_t endFrame, EventLog& log, HRESULT* phr)
+                         int64_t endFrame, bool md5, EventLog& log, HRESULT* phr)
     : CBaseRenderer(GUID_NULL, "qvclip picture sink", nullptr, phr),
       realtime(realtime),
       rate(rate),
       frameCount(frameCount),
       endFrame(endFrame),
+      md5(md5),
       log(log) {}
 
 HRESULT PictureSink::CheckMediaType(const CMediaType* pmt) {
@@ -43,12 +44,18 @@ HRESULT PictureSink::DoRenderSample(IMediaSample* sample) {
     if (firstFrame.load() < 0) firstFrame = frame;
     lastFrame = frame;
     if (log.Enabled()) {
-        log.Write({{"event", "frame"},
-                   {"frame", frame},
-                   {"start", timed ? Json(start) : Json()},
-                   {"stop", timed ? Json(stop) : Json()},
-                   {"sync", sample->IsSyncPoint() == S_OK},
-                   {"discontinuity", sample->IsDiscontinuity() == S_OK}});
+        Json event = {{"event", "frame"},
+                      {"frame", frame},
+                      {"start", timed ? Json(start) : Json()},
+                      {"stop", timed ? Json(stop) : Json()},
+                      {"sync", sample->IsSyncPoint() == S_OK},
+                      {"discontinuity", sample->IsDiscontinuity() == S_OK}};
+        uint8_t* bytes = nullptr;
+        if (md5 && SUCCEEDED(sample->GetPointer(&bytes)) && bytes) {
+            const auto length = static_cast<size_t>(std::max(sample->GetActualDataLength(), 0));
+            event["md5"] = Md5Hex({bytes, length});
+        }
+        log.Write(event);
     }
     return S_OK;
 }

@@ -1,6 +1,7 @@
 // PictureSink: the renderer at the end of `qvclip play`'s picture stream. It keeps nothing of the
 // pictures (later it writes what it is asked to): it counts them, tells the event log the clip
-// frame of each one it renders and every quality message it sends upstream, and ends the stream
+// frame of each one it renders (with the MD5 of its bytes when asked) and every quality message it
+// sends upstream, and ends the stream
 // once a frame at or past the end of the range arrives (EC_QV_RANGE_PLAYED to the graph).
 // Against the graph's clock when `realtime`, else as fast as samples come.
 //
@@ -27,7 +28,7 @@ class PictureSink : public CBaseRenderer {
 public:
     // Frames [.., endFrame) are rendered; `frameCount` is the clip's.
     PictureSink(bool realtime, frame_time::Rate rate, int64_t frameCount, int64_t endFrame,
-                EventLog& log, HRESULT* phr);
+                bool md5, EventLog& log, HRESULT* phr);
 
     HRESULT CheckMediaType(const CMediaType* pmt) override;
     HRESULT SetSyncSource(IReferenceClock* clock) override;
@@ -47,6 +48,7 @@ private:
     const frame_time::Rate rate;
     const int64_t frameCount;
     const int64_t endFrame;
+    const bool md5;
     EventLog& log;
     int64_t segmentFrame = 0;  // streaming thread only
     bool ended = false;        // streaming thread only

@@ -18,6 +18,9 @@ void PlayCommand::Register(CLI::App& parent) {
     app->add_flag("--realtime", realtime, "Play against the clock (default: as fast as possible)");
     app->add_option("--events", eventsPath,
                     "Write every rendered frame, quality message and frame jump as JSON lines");
+    app->add_flag("--md5", md5, "Add the MD5 of each rendered picture to its frame event");
+    app->add_flag("--compressed", compressed,
+                  "Do not decode: the sink takes the compressed pictures");
 }
 
 int PlayCommand::Run() {
@@ -31,6 +34,8 @@ int PlayCommand::Run() {
     session.Manager().GetFrameRate(setup.rate);
     setup.frameCount = static_cast<int64_t>(session.FrameCount());
     setup.endFrame = static_cast<int64_t>(span.end);
+    setup.decode = !compressed;
+    setup.md5 = md5;
 
     EventLog log(eventsPath);
     PlaybackGraph graph(setup, log);

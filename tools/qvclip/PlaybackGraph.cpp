@@ -30,17 +30,27 @@ bool IsMP4Family(const std::string& path) {
 
 }  // namespace
 
-PlaybackGraph::PlaybackGraph(const PlaybackSetup& setup, EventLog& log) : log(log) {
-    const CLSID& clsid = IsMP4Family(setup.path) ? CLSID_MP4ParseFilter : CLSID_MXFParseFilter;
+CBaseFilter* PlaybackGraph::MakeFilter(const CLSID& clsid, const char* what) {
     HRESULT hr = S_OK;
     CUnknown* object = CreateFilterByClassId(clsid, nullptr, &hr);
-    parser = dynamic_cast<CParseFilter*>(object);
-    if (!parser || FAILED(hr)) {
+    auto* filter = dynamic_cast<CBaseFilter*>(object);
+    if (!filter || FAILED(hr)) {
         delete object;
-        throw ClipError("the parser filter could not be made (" + Hex(hr) + ")");
+        throw ClipError(std::string("the ") + what + " could not be made (" + Hex(hr) + ")");
     }
-    parser->NonDelegatingAddRef();
-    graph.AddFilter(parser, L"parser");
+    filter->NonDelegatingAddRef();
+    graph.AddFilter(filter, L"filter");
+    return filter;
+}
+
+PlaybackGraph::PlaybackGraph(const PlaybackSetup& setup, EventLog& log) : log(log) {
+    const CLSID& clsid = IsMP4Family(setup.path) ? CLSID_MP4ParseFilter : CLSID_MXFParseFilter;
+    CBaseFilter* filter = MakeFilter(clsid, "parser filter");
+    parser = dynamic_cast<CParseFilter*>(filter);
+    if (!parser) {
+        filter->NonDelegatingRelease();
+        throw ClipError("the parser filter is not a parser");
+    }
 
     const std::wstring widePath = cu_text::EncodeWide(cu_text::DecodeUTF8(setup.path));
     CUSharedPtr<CMBXClip> clip = setup.members.empty() ? CUCreate<HostClip>(setup.path)
@@ -48,9 +58,9 @@ PlaybackGraph::PlaybackGraph(const PlaybackSetup& setup, EventLog& log) : log(lo
     if (parser->Load(widePath.c_str(), clip) != S_OK)
         throw ClipError(setup.path + ": the parser filter did not load the clip");
 
-    hr = S_OK;
-    sink = new (std::nothrow)
-        PictureSink(setup.realtime, setup.rate, setup.frameCount, setup.endFrame, log, &hr);
+    HRESULT hr = S_OK;
+    sink = new (std::nothrow) PictureSink(setup.realtime, setup.rate, setup.frameCount,
+                                          setup.endFrame, setup.md5, log, &hr);
     if (!sink || FAILED(hr)) {
         delete sink;
         sink = nullptr;
@@ -58,15 +68,25 @@ PlaybackGraph::PlaybackGraph(const PlaybackSetup& setup, EventLog& log) : log(lo
     }
     sink->NonDelegatingAddRef();
     graph.AddFilter(sink, L"picture sink");
-    hr = graph.ConnectDirect(parser->VideoPin(), sink->InputPin(), nullptr);
+    IPin* pictures = parser->VideoPin();
+    if (setup.decode) {
+        decoder = MakeFilter(CLSID_MovieDecodeFilter, "movie decode filter");
+        hr = graph.ConnectDirect(pictures, decoder->GetPin(0), nullptr);
+        if (FAILED(hr))
+            throw ClipError(setup.path + ": the video pin did not connect to the decoder (" +
+                            Hex(hr) + ")");
+        pictures = decoder->GetPin(1);
+    }
+    hr = graph.ConnectDirect(pictures, sink->InputPin(), nullptr);
     if (FAILED(hr))
-        throw ClipError(setup.path + ": the video pin did not connect (" + Hex(hr) + ")");
+        throw ClipError(setup.path + ": the pictures did not reach the sink (" + Hex(hr) + ")");
 }
 
 PlaybackGraph::~PlaybackGraph() {
     // The graph stops and lets go of its filters when it goes; our own references go first.
     graph.Stop();
     if (sink) sink->NonDelegatingRelease();
+    if (decoder) decoder->NonDelegatingRelease();
     if (parser) parser->NonDelegatingRelease();
 }
 

@@ -1,6 +1,8 @@
-// PlaybackGraph: the graph that `qvclip play` runs: a parser filter, made through the module's
-// class table, with the host's clip loaded, and a PictureSink on its video pin. The graph owns
-// the filters; the host drives it through Seek, Run, the events and Stop.
+// PlaybackGraph: the graph that `qvclip play` runs: a parser filter and the movie decode filter,
+// made through the module's class table, with the host's clip loaded, and a PictureSink behind
+// them (parser -> decoder -> sink; or the compressed pictures straight from the parser to the sink
+// when asked). The graph owns the filters; the host drives it through Seek, Run, the events and
+// Stop.
 // Threads: the host's thread only; the sink and the event log take what comes from the streaming
 // threads. Failures: the constructor throws ClipError naming what failed (the filter could not be
 // made, the clip did not load, the pins did not connect).
@@ -24,6 +26,8 @@ struct PlaybackSetup {
     frame_time::Rate rate{0, 0};
     int64_t frameCount = 0;
     int64_t endFrame = 0;  // frames from here on are not rendered
+    bool decode = true;    // false: the sink takes the compressed pictures
+    bool md5 = false;      // each frame event carries the MD5 of the picture's bytes
 };
 
 class PlaybackGraph {
@@ -44,8 +48,12 @@ public:
 
 private:
     CFilterGraph graph;
-    CParseFilter* parser = nullptr;  // referenced
-    PictureSink* sink = nullptr;     // referenced
+    // A filter of the module's class table, referenced; throws ClipError when it cannot be made.
+    CBaseFilter* MakeFilter(const CLSID& clsid, const char* what);
+
+    CParseFilter* parser = nullptr;   // referenced
+    CBaseFilter* decoder = nullptr;   // referenced; null when not decoding
+    PictureSink* sink = nullptr;      // referenced
     EventLog& log;
 };
 

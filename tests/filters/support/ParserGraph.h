@@ -17,6 +17,7 @@
 
 #include "filters/FrameTime.h"
 #include "filters/MXFParseFilter.h"
+#include "filters/MovieDecodeFilter.h"
 #include "filters/ParserEvents.h"
 #include "filters/ParserOutputPin.h"
 #include "platform/BaseRenderer.h"
@@ -160,9 +161,10 @@ private:
     int ends = 0;                    // guarded by `lock`
 };
 
-// Which parser pins a test connects.
+// Which parser pins a test connects, and whether the pictures go through the movie decoder.
 struct PinChoice {
     bool video = true, audio = false, timecode = false;
+    bool decode = false;
 };
 
 class ParserGraph {
@@ -179,7 +181,17 @@ public:
         if (FAILED(loaded)) return;
         for (size_t i = 0; i < clip.packages.size(); ++i)
             frameOfMd5[clip.packages[i].picture.md5] = static_cast<int64_t>(i);
-        auto attach = [&](bool wanted, CParserOutputPin* pin, const GUID& major) {
+        IPin* pictures = filter->VideoPin();
+        if (pins.decode) {
+            HRESULT made = S_OK;
+            decoder = new CMovieDecodeFilter(nullptr, &made, CLSID_MovieDecodeFilter);
+            decoder->NonDelegatingAddRef();
+            graph.AddFilter(decoder, L"decoder");
+            connected = SUCCEEDED(made) &&
+                        SUCCEEDED(graph.ConnectDirect(pictures, decoder->GetPin(0), nullptr));
+            pictures = decoder->GetPin(1);
+        }
+        auto attach = [&](bool wanted, IPin* pin, const GUID& major) {
             if (!wanted) return static_cast<RecordingRenderer*>(nullptr);
             auto* renderer = new RecordingRenderer(major, realtime);
             renderer->NonDelegatingAddRef();
@@ -188,7 +200,7 @@ public:
             connected = connected && SUCCEEDED(graph.ConnectDirect(pin, renderer->InputPin(), nullptr));
             return renderer;
         };
-        video = attach(pins.video, filter->VideoPin(), MEDIATYPE_Video);
+        video = attach(pins.video, pictures, MEDIATYPE_Video);
         audio = attach(pins.audio, filter->AudioPin(), MEDIATYPE_Audio);
         timecode = attach(pins.timecode, filter->TimecodePin(), MEDIATYPE_MXFTimecode);
     }
@@ -196,6 +208,7 @@ public:
     ~ParserGraph() {
         graph.Stop();
         for (auto* r : renderers) r->NonDelegatingRelease();
+        if (decoder) decoder->NonDelegatingRelease();
         filter->NonDelegatingRelease();
     }
 
@@ -217,6 +230,7 @@ public:
     const frame_time::Rate rate;
     CFilterGraph graph;
     MXFParseFilter* filter = nullptr;
+    CMovieDecodeFilter* decoder = nullptr;  // with PinChoice::decode
     HRESULT loaded = E_FAIL;
     bool connected = true;
     RecordingRenderer* video = nullptr;
