@@ -11,7 +11,8 @@ extern "C" {
 
 namespace {
 
-constexpr uint32_t kMaxSide = 16384;
+// The largest picture side taken, in the configuration and from the codec.
+constexpr uint32_t kMaxSide = 8192;
 // Bytes of slack behind the converted picture: libswscale's vector code may store a little past
 // the end of a row.
 constexpr size_t kConverterSlack = 256;
@@ -20,44 +21,48 @@ constexpr int kMaxReceiveErrors = 64;
 
 bool IsFullRangeFormat(int format) {
     switch (format) {
-    case AV_PIX_FMT_YUVJ420P:
-    case AV_PIX_FMT_YUVJ422P:
-    case AV_PIX_FMT_YUVJ444P:
-    case AV_PIX_FMT_YUVJ440P:
-    case AV_PIX_FMT_YUVJ411P:
-        return true;
-    default:
-        return false;
+        case AV_PIX_FMT_YUVJ420P:
+        case AV_PIX_FMT_YUVJ422P:
+        case AV_PIX_FMT_YUVJ444P:
+        case AV_PIX_FMT_YUVJ440P:
+        case AV_PIX_FMT_YUVJ411P:
+            return true;
+        default:
+            return false;
     }
 }
 
 // libswscale's matrix for a picture's signalled one, and for an unsignalled one by its height.
 int MatrixFor(int colorspace, int height) {
     switch (colorspace) {
-    case AVCOL_SPC_BT709:
-        return SWS_CS_ITU709;
-    case AVCOL_SPC_BT470BG:
-    case AVCOL_SPC_SMPTE170M:
-        return SWS_CS_ITU601;
-    case AVCOL_SPC_FCC:
-        return SWS_CS_FCC;
-    case AVCOL_SPC_SMPTE240M:
-        return SWS_CS_SMPTE240M;
-    case AVCOL_SPC_BT2020_NCL:
-    case AVCOL_SPC_BT2020_CL:
-        return SWS_CS_BT2020;
-    default:
-        return height > 576 ? SWS_CS_ITU709 : SWS_CS_ITU601;
+        case AVCOL_SPC_BT709:
+            return SWS_CS_ITU709;
+        case AVCOL_SPC_BT470BG:
+        case AVCOL_SPC_SMPTE170M:
+            return SWS_CS_ITU601;
+        case AVCOL_SPC_FCC:
+            return SWS_CS_FCC;
+        case AVCOL_SPC_SMPTE240M:
+            return SWS_CS_SMPTE240M;
+        case AVCOL_SPC_BT2020_NCL:
+        case AVCOL_SPC_BT2020_CL:
+            return SWS_CS_BT2020;
+        default:
+            return height > 576 ? SWS_CS_ITU709 : SWS_CS_ITU601;
     }
 }
 
 }  // namespace
 
-void AVMovieDecoder::FrameFree::operator()(AVFrame* frame) const { av_frame_free(&frame); }
+void AVMovieDecoder::FrameFree::operator()(AVFrame* frame) const {
+    av_frame_free(&frame);
+}
 
 AVMovieDecoder::AVMovieDecoder(int codecId) : m_codecId(codecId) {}
 
-AVMovieDecoder::~AVMovieDecoder() { Uninitialize(); }
+AVMovieDecoder::~AVMovieDecoder() {
+    Uninitialize();
+}
 
 bool AVMovieDecoder::Uninitialize() {
     m_held.clear();
@@ -73,8 +78,8 @@ bool AVMovieDecoder::Uninitialize() {
 
 bool AVMovieDecoder::Initialize(const DecoderConfig* config) {
     Uninitialize();
-    if (!config || (config->pixelFormat != kPixelFormatYUY2 &&
-                    config->pixelFormat != kPixelFormatBGR4))
+    if (!config ||
+        (config->pixelFormat != kPixelFormatYUY2 && config->pixelFormat != kPixelFormatBGR4))
         return false;
     if (config->width == 0 || config->height == 0 || config->width > kMaxSide ||
         config->height > kMaxSide || config->pictureScale > 2)
@@ -97,7 +102,9 @@ bool AVMovieDecoder::Initialize(const DecoderConfig* config) {
     return true;
 }
 
-uint8_t AVMovieDecoder::GetPictureFlags() { return m_pictureFlags; }
+uint8_t AVMovieDecoder::GetPictureFlags() {
+    return m_pictureFlags;
+}
 
 bool AVMovieDecoder::TakeOut() {
     FramePtr frame(av_frame_alloc());
@@ -167,8 +174,7 @@ bool AVMovieDecoder::PrepareConverter(const AVFrame& frame, bool fullRange) {
     const bool yuy2 = m_config.pixelFormat == kPixelFormatYUY2;
     const int colorspace = yuy2 ? -1 : MatrixFor(frame.colorspace, frame.height);
     if (m_sws && m_swsWidth == frame.width && m_swsHeight == frame.height &&
-        m_swsFormat == frame.format && m_swsColorspace == colorspace &&
-        m_swsFullRange == fullRange)
+        m_swsFormat == frame.format && m_swsColorspace == colorspace && m_swsFullRange == fullRange)
         return true;
     FreeConverter();
     const auto source = static_cast<AVPixelFormat>(frame.format);
@@ -188,9 +194,8 @@ bool AVMovieDecoder::PrepareConverter(const AVFrame& frame, bool fullRange) {
         }
     } else {
         m_sws = sws_getContext(frame.width, frame.height, source, frame.width, frame.height,
-                               AV_PIX_FMT_BGRA,
-                               SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr,
-                               nullptr, nullptr);
+                               AV_PIX_FMT_BGRA, SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT,
+                               nullptr, nullptr, nullptr);
         if (!m_sws) return false;
         const int* table = sws_getCoefficients(colorspace);
         if (sws_setColorspaceDetails(m_sws, table, fullRange ? 1 : 0, table, 1, 0, 1 << 16,
@@ -217,7 +222,8 @@ bool AVMovieDecoder::Write(const AVFrame& frame, uint8_t* output, uint32_t outpu
     if (frame.width <= 0 || frame.height <= 0 || frame.width > static_cast<int>(kMaxSide) ||
         frame.height > static_cast<int>(kMaxSide))
         return false;
-    const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    const AVPixFmtDescriptor* format =
+        av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
     if (!format || (format->flags & (AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_PAL))) return false;
 
     const bool fullRange = frame.color_range == AVCOL_RANGE_JPEG || IsFullRangeFormat(frame.format);

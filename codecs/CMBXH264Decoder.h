@@ -1,4 +1,5 @@
-// CMBXH264Decoder: the movie decoder for H.264 (Annex B byte stream) pictures; see AVMovieDecoder for its behaviour.
+// CMBXH264Decoder: the movie decoder for H.264 (Annex B byte stream) pictures; see AVMovieDecoder
+// for its behaviour.
 #pragma once
 
 #include "codecs/AVMovieDecoder.h"

@@ -1,4 +1,5 @@
-// CMBXHevcDecoder: the movie decoder for HEVC (Annex B byte stream) pictures; see AVMovieDecoder for its behaviour.
+// CMBXHevcDecoder: the movie decoder for HEVC (Annex B byte stream) pictures; see AVMovieDecoder
+// for its behaviour.
 #pragma once
 
 #include "codecs/AVMovieDecoder.h"

@@ -1,4 +1,5 @@
-// CMBXMpeg2Decoder: the movie decoder for MPEG-2 video (elementary stream) pictures; see AVMovieDecoder for its behaviour.
+// CMBXMpeg2Decoder: the movie decoder for MPEG-2 video (elementary stream) pictures; see
+// AVMovieDecoder for its behaviour.
 #pragma once
 
 #include "codecs/AVMovieDecoder.h"

@@ -3,5 +3,5 @@ set(QV_THREADED_TESTS
 )
 # Test files that compare with independent tools (ffprobe, ffmpeg, mediainfo).
 set(QV_ORACLE_TESTS
-  MovieDecoderTest
+  MovieDecoderOracleTest
 )
