@@ -19,16 +19,21 @@ constexpr size_t kConverterSlack = 256;
 // Errors of damaged pictures passed over in one attempt to take a picture out.
 constexpr int kMaxReceiveErrors = 64;
 
-bool IsFullRangeFormat(int format) {
+// The full-range formats' plain equivalents; libswscale is told the range on its own.
+AVPixelFormat PlainFormat(int format) {
     switch (format) {
         case AV_PIX_FMT_YUVJ420P:
+            return AV_PIX_FMT_YUV420P;
         case AV_PIX_FMT_YUVJ422P:
+            return AV_PIX_FMT_YUV422P;
         case AV_PIX_FMT_YUVJ444P:
+            return AV_PIX_FMT_YUV444P;
         case AV_PIX_FMT_YUVJ440P:
+            return AV_PIX_FMT_YUV440P;
         case AV_PIX_FMT_YUVJ411P:
-            return true;
+            return AV_PIX_FMT_YUV411P;
         default:
-            return false;
+            return static_cast<AVPixelFormat>(format);
     }
 }
 
@@ -92,8 +97,10 @@ bool AVMovieDecoder::Initialize(const DecoderConfig* config) {
         Uninitialize();
         return false;
     }
-    m_context->thread_count = 0;  // one per core
-    m_context->thread_type = FF_THREAD_FRAME;
+    // Every core: frame threads where the codec has them (H.264, HEVC), slice threads where it
+    // has only those (MPEG-2). Either way the pictures are the single-threaded ones.
+    m_context->thread_count = 0;
+    m_context->thread_type = FF_THREAD_FRAME | FF_THREAD_SLICE;
     if (avcodec_open2(m_context, codec, nullptr) < 0) {
         Uninitialize();
         return false;
@@ -177,7 +184,7 @@ bool AVMovieDecoder::PrepareConverter(const AVFrame& frame, bool fullRange) {
         m_swsFormat == frame.format && m_swsColorspace == colorspace && m_swsFullRange == fullRange)
         return true;
     FreeConverter();
-    const auto source = static_cast<AVPixelFormat>(frame.format);
+    const AVPixelFormat source = PlainFormat(frame.format);
     if (yuy2) {
         // ffmpeg's command line converts with the bicubic scaler and libswscale's defaults
         // otherwise; the same settings give the same bytes.
@@ -226,7 +233,8 @@ bool AVMovieDecoder::Write(const AVFrame& frame, uint8_t* output, uint32_t outpu
         av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
     if (!format || (format->flags & (AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_PAL))) return false;
 
-    const bool fullRange = frame.color_range == AVCOL_RANGE_JPEG || IsFullRangeFormat(frame.format);
+    const bool fullRange =
+        frame.color_range == AVCOL_RANGE_JPEG || PlainFormat(frame.format) != frame.format;
     if (!PrepareConverter(frame, fullRange)) return false;
 
     // The full-size picture in the output format, rows aligned for libswscale.

@@ -1,6 +1,7 @@
 // AVMovieDecoder: the movie decoder over libavcodec that CMBXH264Decoder, CMBXHevcDecoder and
-// CMBXMpeg2Decoder are, each for its own codec. One segment is one open codec context with frame
-// threads on every core; pictures come out in display order, converted to the output format.
+// CMBXMpeg2Decoder are, each for its own codec. One segment is one open codec context working on
+// every core (frame threads for H.264 and HEVC, slice threads for MPEG-2, which has no frame
+// threads); pictures come out in display order, converted to the output format.
 //
 // Decode, non-empty input (one compressed picture, decode order): the input is handed to the
 // codec and at most one picture is written. `consumed` is the whole input when the codec took it,
@@ -16,7 +17,8 @@
 // Output: `width` x `height` pixels of the configured format, top row first, rows without padding.
 // "YUY2": 8-bit 4:2:2 packed Y0 U Y1 V from any 4:2:0 or 4:2:2 source of 8 to 12 bits, converted
 // by libswscale exactly as ffmpeg's own command line converts to yuyv422 (bicubic, default
-// dithering); a full-range source stays full range, which GetPictureFlags reports. "BGR4": bytes
+// dithering) for limited-range sources; a full-range source stays full range, which
+// GetPictureFlags reports. "BGR4": bytes
 // B G R 0xFF, from the picture's own matrix (BT.709 when unsignalled above 576 rows, BT.601 at
 // and below) and range to full-range RGB, with chroma interpolated to every pixel.
 // Picture scale s (factor f = 1, 2 or 4): the full-size output picture, sampled nearest-neighbour.

@@ -1,7 +1,9 @@
 // ffmpeg as the oracle of the movie decoders: every picture of a synthesized clip, fed in stored
-// order and drained, has the bytes of ffmpeg's own decoding and conversion to yuyv422.
+// order and drained, has the bytes of ffmpeg's own decoding and conversion to yuyv422; a
+// full-range stream's pictures stay full range.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -21,21 +23,23 @@ std::vector<std::string> Digests(const std::vector<Bytes>& pictures) {
 }
 
 // ffmpeg's decoding and conversion to yuyv422, one MD5 per picture.
-std::vector<std::string> FfmpegDigests(const std::string& path) {
-    std::istringstream lines(
-        Output("ffmpeg -v error -i '" + path + "' -map 0:v -pix_fmt yuyv422 -f framemd5 -"));
+std::vector<std::string> FfmpegDigests(const std::string& path, const std::string& filter = "") {
+    std::istringstream lines(Output("ffmpeg -v error -i '" + path + "' -map 0:v " + filter +
+                                    " -pix_fmt yuyv422 -f framemd5 -"));
     std::vector<std::string> digests;
     for (std::string line; std::getline(lines, line);)
         if (!line.empty() && line[0] != '#') digests.push_back(line.substr(line.rfind(' ') + 1));
     return digests;
 }
 
-class Oracle : public ::testing::TestWithParam<Clip> {
+class Oracle : public ::testing::Test {
 protected:
     void SetUp() override { RequireOracles({"ffmpeg"}); }
 };
 
-TEST_P(Oracle, EveryPictureIsFfmpegsYuyv422) {
+class OracleClips : public Oracle, public ::testing::WithParamInterface<Clip> {};
+
+TEST_P(OracleClips, EveryPictureIsFfmpegsYuyv422) {
     TempDirectory dir;
     const Written clip = Synthesize(dir, GetParam());
     const DecoderConfig config = Config(kPixelFormatYUY2, 0);
@@ -45,12 +49,32 @@ TEST_P(Oracle, EveryPictureIsFfmpegsYuyv422) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Clips, Oracle,
+    Clips, OracleClips,
     ::testing::Values(Clip{SynthCodec::H264, 8, 420, kGop}, Clip{SynthCodec::H264, 8, 422, 1},
                       Clip{SynthCodec::H264, 10, 420, kGop}, Clip{SynthCodec::H264, 10, 422, kGop},
                       Clip{SynthCodec::HEVC, 8, 420, kGop}, Clip{SynthCodec::HEVC, 10, 420, 1},
                       Clip{SynthCodec::HEVC, 10, 422, kGop}, Clip{SynthCodec::MPEG2, 8, 420, kGop},
                       Clip{SynthCodec::MPEG2, 8, 420, 1}, Clip{SynthCodec::MPEG2, 8, 422, kGop}),
     [](const auto& info) { return Name(info.param); });
+
+TEST_F(Oracle, AFullRangePictureStaysFullRange) {
+    TempDirectory dir;
+    const std::string path = dir.Native("full.h264");
+    Output(
+        "ffmpeg -v error -f lavfi -i testsrc=size=128x72 -frames:v 5 -pix_fmt yuvj420p "
+        "-c:v libx264 -x264-params aud=1 '" +
+        path + "'");
+    // One sample per access unit, each starting with its delimiter.
+    const Bytes stream = ReadFile(path), delimiter = {0, 0, 0, 1, 9};
+    std::vector<Bytes> samples;
+    for (auto at = stream.begin(); at != stream.end();) {
+        const auto next = std::search(at + 1, stream.end(), delimiter.begin(), delimiter.end());
+        samples.emplace_back(at, next);
+        at = next;
+    }
+    const DecoderConfig config = Config(kPixelFormatYUY2, 0);
+    EXPECT_EQ(Digests(DecodeAll(*Open(SynthCodec::H264, config), config, samples, 1)),
+              FfmpegDigests(path, "-vf scale=in_range=full:out_range=full"));
+}
 
 }  // namespace

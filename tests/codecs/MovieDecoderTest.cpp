@@ -41,10 +41,7 @@ TEST_P(Decoder, ReducedScalesAndBgr4AreTheFullPictureSampledAndConverted) {
     };
     const std::vector<Bytes> full = run(kPixelFormatYUY2, 0), half = run(kPixelFormatYUY2, 1),
                              quarter = run(kPixelFormatYUY2, 2), bgr = run(kPixelFormatBGR4, 0);
-    ASSERT_EQ(full.size(), kFrames);
-    ASSERT_EQ(half.size(), kFrames);
-    ASSERT_EQ(quarter.size(), kFrames);
-    ASSERT_EQ(bgr.size(), kFrames);
+    for (const auto* run : {&full, &half, &quarter, &bgr}) ASSERT_EQ(run->size(), kFrames);
     for (uint32_t n = 0; n < kFrames; ++n) {
         EXPECT_EQ(half[n], Sample(full[n], 2)) << "picture " << n;
         EXPECT_EQ(quarter[n], Sample(full[n], 4)) << "picture " << n;
@@ -112,14 +109,9 @@ TEST_P(Decoder, DrainsRepeatAndEachSegmentDecodesAfresh) {
 INSTANTIATE_TEST_SUITE_P(Codecs, Decoder, ::testing::ValuesIn(kClips),
                          [](const auto& info) { return Name(info.param); });
 
-// A damaged sample of the first GOP: flipped bytes, cut short, or not a picture at all.
-enum class Damage { Flipped, Truncated, Garbage };
-
-std::string DamageName(Damage damage) {
-    return damage == Damage::Flipped     ? "_Flipped"
-           : damage == Damage::Truncated ? "_Truncated"
-                                         : "_Garbage";
-}
+// Damage to the first samples: flipped bytes, cut short, or not a picture at all.
+enum Damage { Flipped, Truncated, Garbage };
+const char* const kDamageNames[] = {"_Flipped", "_Truncated", "_Garbage"};
 
 class DamagedSample : public ::testing::TestWithParam<std::tuple<Clip, Damage>> {};
 
@@ -132,9 +124,9 @@ TEST_P(DamagedSample, NeitherStallsNorSpoilsTheNextKeyFrame) {
     std::vector<Bytes> samples = clip.samples;
     for (size_t n = 0; n < 3; ++n) {
         Bytes& sample = samples[n];
-        if (damage == Damage::Truncated) sample.resize(sample.size() / 2);
-        if (damage == Damage::Garbage) sample = Pattern(sample.size(), static_cast<uint8_t>(n));
-        if (damage == Damage::Flipped)
+        if (damage == Truncated) sample.resize(sample.size() / 2);
+        if (damage == Garbage) sample = Pattern(sample.size(), static_cast<uint8_t>(n));
+        if (damage == Flipped)
             for (size_t at = sample.size() / 3; at < sample.size(); at += 7) sample[at] ^= 0x5A;
     }
     const std::vector<Bytes> damaged = DecodeAll(*Open(c.codec, config), config, samples);
@@ -146,11 +138,10 @@ TEST_P(DamagedSample, NeitherStallsNorSpoilsTheNextKeyFrame) {
 
 INSTANTIATE_TEST_SUITE_P(Codecs, DamagedSample,
                          ::testing::Combine(::testing::ValuesIn(kClips),
-                                            ::testing::Values(Damage::Flipped, Damage::Truncated,
-                                                              Damage::Garbage)),
+                                            ::testing::Values(Flipped, Truncated, Garbage)),
                          [](const auto& info) {
                              return Name(std::get<0>(info.param)) +
-                                    DamageName(std::get<1>(info.param));
+                                    kDamageNames[std::get<1>(info.param)];
                          });
 
 }  // namespace

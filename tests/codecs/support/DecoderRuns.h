@@ -78,9 +78,10 @@ inline uint32_t PictureBytes(const DecoderConfig& config) {
     return config.width * config.height * (config.pixelFormat == kPixelFormatYUY2 ? 2 : 4);
 }
 
-// Feeds every sample, whole or in the rest the decoder leaves, then drains: the pictures written.
+// Feeds every sample, whole or in the rest the decoder leaves, then drains: the pictures written,
+// each with the picture flags `flags`.
 inline std::vector<Bytes> DecodeAll(IMBXMovieDecoder& decoder, const DecoderConfig& config,
-                                    const std::vector<Bytes>& samples) {
+                                    const std::vector<Bytes>& samples, uint8_t flags = 0) {
     std::vector<Bytes> pictures;
     Bytes output(PictureBytes(config));
     uint32_t written = 0, consumed = 0;
@@ -88,7 +89,7 @@ inline std::vector<Bytes> DecodeAll(IMBXMovieDecoder& decoder, const DecoderConf
     auto take = [&] {
         if (!ready) return;
         EXPECT_EQ(written, output.size());
-        EXPECT_EQ(decoder.GetPictureFlags(), 0);  // the clips are limited range
+        EXPECT_EQ(decoder.GetPictureFlags(), flags);
         pictures.push_back(output);
     };
     for (const Bytes& sample : samples)
