@@ -4,7 +4,9 @@
 
 CMediaSampleQueue::CMediaSampleQueue() = default;
 
-CMediaSampleQueue::~CMediaSampleQueue() { DrainQueue(*this); }
+CMediaSampleQueue::~CMediaSampleQueue() {
+    DrainQueue(*this);
+}
 
 void CMediaSampleQueue::Push(QueueItem item) {
     if (item != 0) {
@@ -27,7 +29,9 @@ size_t CMediaSampleQueue::GetCount() {
     return items.size();
 }
 
-void CMediaSampleQueue::Wait() { event.Wait(); }
+void CMediaSampleQueue::Wait() {
+    event.Wait();
+}
 
 void CMediaSampleQueue::Close() {
     closed.store(true);
