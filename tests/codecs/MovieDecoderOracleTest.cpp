@@ -53,8 +53,9 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(Clip{SynthCodec::H264, 8, 420, kGop}, Clip{SynthCodec::H264, 8, 422, 1},
                       Clip{SynthCodec::H264, 10, 420, kGop}, Clip{SynthCodec::H264, 10, 422, kGop},
                       Clip{SynthCodec::HEVC, 8, 420, kGop}, Clip{SynthCodec::HEVC, 10, 420, 1},
-                      Clip{SynthCodec::HEVC, 10, 422, kGop}, Clip{SynthCodec::MPEG2, 8, 420, kGop},
-                      Clip{SynthCodec::MPEG2, 8, 420, 1}, Clip{SynthCodec::MPEG2, 8, 422, kGop}),
+                      Clip{SynthCodec::HEVC, 10, 422, kGop}, Clip{SynthCodec::HEVC, 12, 422, kGop},
+                      Clip{SynthCodec::MPEG2, 8, 420, kGop}, Clip{SynthCodec::MPEG2, 8, 420, 1},
+                      Clip{SynthCodec::MPEG2, 8, 422, kGop}),
     [](const auto& info) { return Name(info.param); });
 
 TEST_F(Oracle, AFullRangePictureStaysFullRange) {
