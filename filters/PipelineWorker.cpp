@@ -50,7 +50,9 @@ HRESULT CPipelineWorker::BeginFlush() {
 }
 
 HRESULT CPipelineWorker::EndFlush() {
-    if (m_pFlushDone) m_pFlushDone->Wait();
+    // A worker that is going away (its stop event set) acknowledges nothing more: the wait ends
+    // with it, so a flush that meets the filter's destruction cannot hang.
+    if (m_pFlushDone) CUWaitAny({m_pFlushDone.Get(), &m_hStopEvent});
     m_bFlushing.store(0);
     if (CDeliverThread* deliver = m_pDeliverThread.load()) {
         deliver->FlushDone().Wait();

@@ -4,7 +4,11 @@ set(QV_THREADED_TESTS
   ParserLatenessTest
   SeekStormTest
   ParserDamageTest
+  SampleQueueTest
+  PipelineWorkerTest
+  DecodeFilterTest
 )
 # Test files that compare with independent tools.
 set(QV_ORACLE_TESTS
+  DecodeFilterTest
 )

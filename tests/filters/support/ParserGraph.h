@@ -165,6 +165,10 @@ private:
 struct PinChoice {
     bool video = true, audio = false, timecode = false;
     bool decode = false;
+    // Set: the opened clip is taken as this kind of clip before the pins connect. Clips of
+    // information-file version 1 are where MPEG-2 pictures come from; until the test media has
+    // such clips, an MXF file stands in for one this way.
+    int64_t clipVersion = -1;
 };
 
 class ParserGraph {
@@ -181,6 +185,8 @@ public:
         if (FAILED(loaded)) return;
         for (size_t i = 0; i < clip.packages.size(); ++i)
             frameOfMd5[clip.packages[i].picture.md5] = static_cast<int64_t>(i);
+        if (pins.clipVersion >= 0)
+            filter->GetStreamManager()->clipVersion = static_cast<uint32_t>(pins.clipVersion);
         IPin* pictures = filter->VideoPin();
         if (pins.decode) {
             HRESULT made = S_OK;
