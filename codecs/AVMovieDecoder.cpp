@@ -1,7 +1,10 @@
 #include "codecs/AVMovieDecoder.h"
 
 #include <algorithm>
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
+#include <mutex>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -9,7 +12,25 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+#include "foundation/CULog.h"
+
 namespace {
+
+// libavcodec's messages (a damaged picture is reported, then passed over) go to the module's log,
+// never to the host's standard error.
+void ForwardLibraryMessage(void*, int level, const char* format, va_list arguments) {
+    if (level > AV_LOG_WARNING) return;
+    char text[512];
+    std::vsnprintf(text, sizeof text, format, arguments);
+    const size_t length = std::strlen(text);
+    if (length && text[length - 1] == '\n') text[length - 1] = 0;
+    Log(level <= AV_LOG_ERROR ? CULogLevelError : CULogLevelInfo, "decoder: %hs", text);
+}
+
+void RouteLibraryMessages() {
+    static std::once_flag once;
+    std::call_once(once, [] { av_log_set_callback(ForwardLibraryMessage); });
+}
 
 // The largest picture side taken, in the configuration and from the codec.
 constexpr uint32_t kMaxSide = 8192;
@@ -82,6 +103,7 @@ bool AVMovieDecoder::Uninitialize() {
 }
 
 bool AVMovieDecoder::Initialize(const DecoderConfig* config) {
+    RouteLibraryMessages();
     Uninitialize();
     if (!config ||
         (config->pixelFormat != kPixelFormatYUY2 && config->pixelFormat != kPixelFormatBGR4))

@@ -175,6 +175,9 @@ HRESULT CDecodeThread::DecodeOne(IMediaSample* sample, IMediaSample* out, bool* 
     }
     REFERENCE_TIME start = info.m_rtStart, stop = info.m_rtStop;
     out->SetTime(&start, &stop);
+    // Every decoded picture stands on its own; the first one of a segment starts a new run.
+    out->SetSyncPoint(true);
+    out->SetDiscontinuity(m_rtLastStart == -1);
     m_rtLastStart = start;
     void* object = nullptr;
     if (SUCCEEDED(out->QueryInterface(IID_IMediaSample2, &object)) && object) {

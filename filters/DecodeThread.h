@@ -1,7 +1,8 @@
 // CDecodeThread: the worker of the movie decode filter. It takes compressed samples from its input
 // queue, feeds the decoder with them in place, pairs each picture that comes out with the oldest
 // times that went in (input times rise in decode order, so pictures get rising times in display
-// order), drops the pictures of preroll samples, and hands the rest to its delivery thread.
+// order), drops the pictures of preroll samples, and hands the rest to its delivery thread. Every
+// picture is a sync point; the first one after a new segment is marked a discontinuity.
 //
 // A new segment restarts the decoder (Uninitialize, Initialize) on this thread, where the decoder
 // is only ever used, and forgets the times still inside it; when the decoder refuses, the segment

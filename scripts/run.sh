@@ -10,7 +10,7 @@ cmake --build --preset release --target qvclip
 qvclip=build/release/tools/qvclip/qvclip
 "$qvclip" --version
 echo "sample clip:"
-"$qvclip" synth --out demo-out --name A001C001 --frames 50 --size 1280x720 --channels 4
+"$qvclip" synth --out demo-out --name A001C001 --codec hevc --frames 50 --size 1280x720 --channels 4
 "$qvclip" info demo-out/A001C001.MXF
 "$qvclip" frames demo-out/A001C001.MXF --count 5
 "$qvclip" meta demo-out/A001C001.MXF --count 2

@@ -1,5 +1,6 @@
 // qvclip play: the clip through the graph, a frame event for every rendered picture in clip
-// order, the summary, a range from a seek, and clear failures.
+// order, the summary, a range from a seek, and clear failures. The small H.264 clips are given
+// as member lists, the kind of clip that carries H.264 (a lone MXF file plays as HEVC).
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -20,7 +21,7 @@ TEST(PlayCommand, RendersEveryFrameInOrderAndSumsUp) {
     const synth::SynthResult clip = qvtest::SmallClip(dir, "PLAY0001", 12);
     const std::string events = dir.Native("events.jsonl");
     const qvtest::QvclipResult run =
-        qvtest::RunQvclip(dir, "play --json --events '" + events + "' " + clip.paths[0]);
+        qvtest::RunQvclip(dir, "play --json --md5 --events '" + events + "' --members " + clip.paths[0]);
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const nlohmann::json summary = run.JsonLines().at(0);
     EXPECT_EQ(summary["rendered"], 12);
@@ -36,6 +37,10 @@ TEST(PlayCommand, RendersEveryFrameInOrderAndSumsUp) {
         EXPECT_EQ(lines[i]["start"], i * 400000);  // 25 frames a second
         EXPECT_EQ(lines[i]["stop"], (i + 1) * 400000);
         EXPECT_EQ(lines[i]["discontinuity"], i == 0);
+        EXPECT_EQ(lines[i]["md5"].get<std::string>().size(), 32u);  // a decoded picture's
+        if (i > 0) {
+            EXPECT_NE(lines[i]["md5"], lines[i - 1]["md5"]);  // the pattern moves
+        }
     }
 }
 
@@ -43,7 +48,7 @@ TEST(PlayCommand, PlaysTheRangeFromASeek) {
     qvtest::TempDirectory dir;
     const synth::SynthResult clip = qvtest::SmallClip(dir, "PLAY0002", 20);
     const qvtest::QvclipResult run =
-        qvtest::RunQvclip(dir, "play --json --from 9 --count 5 " + clip.paths[0]);
+        qvtest::RunQvclip(dir, "play --json --from 9 --count 5 --members " + clip.paths[0]);
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const nlohmann::json summary = run.JsonLines().at(0);
     EXPECT_EQ(summary["rendered"], 5);

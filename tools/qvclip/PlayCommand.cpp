@@ -54,6 +54,11 @@ int PlayCommand::Run() {
 
     const PictureSink& sink = graph.Sink();
     const uint64_t rendered = sink.Rendered();
+    if (!compressed && rendered == 0 && span.end > span.first)
+        throw ClipError(session.Name() +
+                        ": no picture came out of the decoder (the kind of clip decides the "
+                        "coding: a lone MXF file plays as HEVC, files given with --members as "
+                        "H.264)");
     const int64_t first = sink.FirstFrame(), last = sink.LastFrame();
     const uint64_t covered = rendered > 0 ? static_cast<uint64_t>(last - first + 1) : 0;
     const uint64_t dropped = covered > rendered ? covered - rendered : 0;
