@@ -31,7 +31,7 @@
 #include "codecs/IMBXMovieDecoder.h"
 #include "filters/PipelineWorker.h"
 
-class CDecodeThread : public CPipelineWorker {
+class CDecodeThread final : public CPipelineWorker {
 public:
     static constexpr const char* kMutexName = "D3C70C23-9D93-401E-947C-E2BC387286FA";
     static constexpr uint32_t kMaxCallsWithoutInput = 64;
