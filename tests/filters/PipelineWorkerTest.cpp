@@ -2,115 +2,19 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <thread>
 
 #include "filters/PipelineWorker.h"
-#include "platform/support/TestFilters.h"
+#include "platform/support/LoggingSink.h"
 
 using namespace qv_test;
-using Log = std::vector<std::string>;
 
 namespace {
 
-// Aborts the run when its scope is not left within a minute: a deadlock fails loudly.
-struct Watchdog {
-    explicit Watchdog(const char* what)
-        : thread([this, what] {
-              if (CUWaitAny({&done}, std::chrono::seconds(60)) == 0) return;
-              std::fprintf(stderr, "deadlock: %s\n", what);
-              std::abort();
-          }) {}
-    ~Watchdog() { done.Set(), thread.join(); }
-    CUManualResetEvent done;
-    std::thread thread;
-};
-
-// Logs what reaches it: "<counter>", "seg<start>", "eos", "flush", "endflush". The next Receive
-// waits at a gate when `gated` is set and logs "released" when let through.
-class LoggingPin : public CBaseInputPin {
-public:
-    LoggingPin(CBaseFilter* filter, CURecursiveLock* lock)
-        : CBaseInputPin("logging pin", filter, lock, &hr, L"In") {}
-    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-    HRESULT Receive(IMediaSample* sample) override {
-        if (gated.exchange(false)) gateReached.Set(), gateOpen.Wait(), Add("released");
-        const HRESULT result = CBaseInputPin::Receive(sample);
-        uint8_t* bytes = nullptr;
-        if (result == S_OK)
-            sample->GetPointer(&bytes), Add(std::to_string(*reinterpret_cast<int*>(bytes)));
-        return result;
-    }
-    HRESULT EndOfStream() override { return Add("eos"), S_OK; }
-    HRESULT BeginFlush() override { return Add("flush"), CBaseInputPin::BeginFlush(); }
-    HRESULT EndFlush() override { return Add("endflush"), CBaseInputPin::EndFlush(); }
-    HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override {
-        return Add("seg" + std::to_string(start)), CBaseInputPin::NewSegment(start, stop, rate);
-    }
-    Log WaitFor(size_t n) {
-        std::unique_lock<std::mutex> guard(lock);
-        changed.wait_for(guard, kPatience, [&] { return log.size() >= n; });
-        return log;
-    }
-    void Add(std::string entry) {
-        std::lock_guard<std::mutex> guard(lock);
-        log.push_back(std::move(entry));
-        changed.notify_all();
-    }
-    HRESULT hr = S_OK;
-    std::atomic<bool> gated{false};
-    CUManualResetEvent gateReached, gateOpen;
-    std::mutex lock;
-    std::condition_variable changed;  // with `lock`
-    Log log;                          // guarded by `lock`
-};
-
-// A paused sink whose logging pin is connected to the output pin of an idle counter source, and
-// a pool of four samples.
-struct Fixture : CBaseFilter {
-    Fixture() : CBaseFilter("logging sink", nullptr, &stateLock, GUID_NULL) {
-        NonDelegatingAddRef();  // lives on the stack: never released to zero
-        source->AddRef();
-        pool->AddRef();
-        EXPECT_EQ(source->pin->Connect(&pin, nullptr), S_OK);
-        EXPECT_EQ(Pause(), S_OK);
-        ALLOCATOR_PROPERTIES request{kBuffers, sizeof(int), 0, 0}, actual;
-        pool->SetProperties(&request, &actual);
-        pool->Commit();
-    }
-    ~Fixture() override {
-        PoolIsFull(), Stop(), source->pin->Disconnect(), pin.Disconnect();
-        pool->Decommit(), pool->Release(), source->Release();
-    }
-    int GetPinCount() override { return 1; }
-    CBasePin* GetPin(int n) override { return n == 0 ? &pin : nullptr; }
-    // A sample of the pool; the fixture keeps its own reference until PoolIsFull.
-    IMediaSample* Sample(int value) {
-        IMediaSample* sample = nullptr;
-        uint8_t* bytes = nullptr;
-        EXPECT_EQ(pool->GetBuffer(&sample, nullptr, nullptr, 0), S_OK);
-        sample->GetPointer(&bytes), std::memcpy(bytes, &value, sizeof value);
-        return lent.push_back(sample), sample;
-    }
-    bool PoolIsFull() {  // once ours are back, every buffer is: nobody else keeps a reference
-        for (IMediaSample* each : std::exchange(lent, {})) each->Release();
-        IMediaSample* t[kBuffers] = {};
-        size_t n = 0;
-        while (n < kBuffers && pool->GetBuffer(&t[n], nullptr, nullptr, AM_GBF_NOWAIT) == S_OK) ++n;
-        for (size_t i = 0; i < n; ++i) t[i]->Release();
-        return n == kBuffers;
-    }
-    CBaseOutputPin* Output() { return source->pin; }
-    static constexpr size_t kBuffers = 4;
-    CURecursiveLock stateLock;
-    LoggingPin pin{this, &stateLock};
-    CounterSource* source = new CounterSource(0, 1);
-    CMemAllocator* pool = new CMemAllocator("queue test");
-    std::vector<IMediaSample*> lent;
-};
+// The sink logs a gated sample let through and keeps the samples it hands out.
+constexpr LoggingOptions kSink{.released = true, .keepSamples = true};
 
 std::string UniqueName(const char* what) {  // of this process alone: parallel runs do not meet
     return std::string("pipeline-test-") + what + "-" + std::to_string(getpid());
@@ -160,7 +64,7 @@ public:
 TEST(PipelineWorkerTest, EndFlushReturnsOnlyAfterBothThreadsReachedTheirMarkers) {
     Watchdog watchdog("flush in flight");
     for (const bool workerLast : {false, true}) {  // which held thread goes on last
-        Fixture f;
+        LoggingSink f(kSink);
         EchoWorker worker(UniqueName("busy"), f.Output());
         worker.Start(nullptr);
         f.pin.gated = true;
@@ -185,7 +89,7 @@ TEST(PipelineWorkerTest, EndFlushReturnsOnlyAfterBothThreadsReachedTheirMarkers)
 
 TEST(PipelineWorkerTest, NewSegmentClearsBothQueuesAndGoesOnlyWhereTheFilterLetsIt) {
     Watchdog watchdog("new segment");
-    Fixture f;
+    LoggingSink f(kSink);
     EchoWorker worker(UniqueName("segment"), f.Output());  // started at the end
     CMediaSampleQueue& delivery = worker.DeliverThread()->Queue();
     f.pin.gated = true;
@@ -211,7 +115,7 @@ TEST(PipelineWorkerTest, NewSegmentClearsBothQueuesAndGoesOnlyWhereTheFilterLets
 TEST(PipelineWorkerTest, OneWorkerOfAKindWorksAtATime) {
     Watchdog watchdog("machine mutex");
     const std::string name = UniqueName("turns");
-    Fixture f1, f2;
+    LoggingSink f1(kSink), f2(kSink);
     auto first = std::make_unique<EchoWorker>(name, f1.Output());
     first->Start(nullptr);
     first->running.Wait();
@@ -233,7 +137,7 @@ TEST(PipelineWorkerTest, OneWorkerOfAKindWorksAtATime) {
 
 TEST(PipelineWorkerTest, IdleFlushReturnsAndDestructionEndsIdleAndUnstartedWorkers) {
     Watchdog watchdog("idle flush and destruction");
-    Fixture f;
+    LoggingSink f(kSink);
     {
         EchoWorker idle(UniqueName("idle"), f.Output()), unstarted(UniqueName("no"), f.Output());
         unstarted.Receive(f.Sample(1));

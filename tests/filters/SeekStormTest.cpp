@@ -3,53 +3,18 @@
 // begins, and a running graph that is destroyed ends every thread.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <cstdio>
-#include <cstdlib>
-#include <mutex>
 #include <random>
 #include <thread>
 
+#include "platform/support/LoggingSink.h"
 #include "support/ParserGraph.h"
 
 namespace {
 
 using qvtest::Delivered;
 using qvtest::ParserGraph;
-
-// Ends the process with a message when `Done` does not come within the limit: a deadlock fails
-// the test instead of hanging it.
-class Watchdog {
-public:
-    explicit Watchdog(std::chrono::seconds limit)
-        : thread([this, limit] {
-              std::unique_lock<std::mutex> guard(lock);
-              if (!changed.wait_for(guard, limit, [this] { return done; })) {
-                  std::fprintf(stderr, "watchdog: no progress within %lld s, a deadlock\n",
-                               static_cast<long long>(limit.count()));
-                  std::abort();
-              }
-          }) {}
-    ~Watchdog() {
-        Done();
-        thread.join();
-    }
-    void Done() {
-        {
-            std::lock_guard<std::mutex> guard(lock);
-            done = true;
-        }
-        changed.notify_all();
-    }
-
-private:
-    std::mutex lock;
-    std::condition_variable changed;
-    bool done = false;
-    std::thread thread;
-};
+using qv_test::Watchdog;
 
 synth::SynthOptions Clip(const std::string& dir) {
     synth::SynthOptions o;
@@ -72,7 +37,7 @@ TEST(SeekStormTest, AThousandSeeksWhileRunningNeverMixSegments) {
     ASSERT_EQ(seeking->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
     const auto total = static_cast<int64_t>(g.clip.packages.size());
 
-    Watchdog watchdog(std::chrono::seconds(240));
+    Watchdog watchdog("a thousand seeks", std::chrono::seconds(240));
     ASSERT_EQ(g.graph.Run(), S_OK);
     std::thread seeker([&] {
         std::mt19937 random(20261122);
@@ -114,7 +79,7 @@ TEST(SeekStormTest, AThousandSeeksWhileRunningNeverMixSegments) {
 
 TEST(SeekStormTest, DestroyingARunningGraphEndsEveryThread) {
     const int64_t before = CUnknown::LiveObjectCount();
-    Watchdog watchdog(std::chrono::seconds(120));
+    Watchdog watchdog("destroying a running graph", std::chrono::seconds(120));
     {
         qvtest::TempDirectory dir;
         ParserGraph g(Clip(dir.root), {true, true, true}, /*realtime=*/true);
