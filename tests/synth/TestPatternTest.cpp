@@ -1,7 +1,10 @@
 // The pattern shows its picture's number so that it can be read back, at 8 and 10 bits, and it
-// moves from one picture to the next.
+// moves from one picture to the next; grain changes every picture, within its amplitude, the same
+// way each time, and leaves the number readable.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <vector>
 
 #include "tools/qvclip/synth/TestPattern.h"
@@ -51,6 +54,45 @@ TEST(TestPattern, MovesFromOnePictureToTheNext) {
     EXPECT_NE(one.cb, two.cb);
     pattern.Draw(5, two.Pointers(), two.strides);
     EXPECT_EQ(one.y, two.y);
+}
+
+TEST(TestPattern, GrainStaysWithinItsAmplitudeAndKeepsTheNumber) {
+    for (uint32_t depth : {8u, 10u}) {
+        const uint32_t bytes = depth == 8 ? 1 : 2, grain = 12, shift = depth - 8;
+        const synth::TestPattern plain(320, 180, depth, 420), grainy(320, 180, depth, 420, grain);
+        Planes clean(320, 180, bytes, 90), noisy(320, 180, bytes, 90), again(320, 180, bytes, 90);
+        plain.Draw(4321, clean.Pointers(), clean.strides);
+        grainy.Draw(4321, noisy.Pointers(), noisy.strides);
+        grainy.Draw(4321, again.Pointers(), again.strides);
+        EXPECT_EQ(noisy.y, again.y);
+        EXPECT_EQ(noisy.cr, again.cr);
+        EXPECT_NE(noisy.y, clean.y);
+        EXPECT_NE(noisy.cb, clean.cb);
+        EXPECT_EQ(grainy.ReadNumber(noisy.y.data(), noisy.strides[0]), 4321u) << depth << " bits";
+
+        const auto sample = [bytes](const std::vector<uint8_t>& plane, size_t i) {
+            return bytes == 1 ? plane[i] : plane[2 * i] | plane[2 * i + 1] << 8;
+        };
+        const auto widest = [&](const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
+            int most = 0;
+            for (size_t i = 0; i < a.size() / bytes; ++i)
+                most = std::max(most, std::abs(sample(a, i) - sample(b, i)));
+            return most;
+        };
+        EXPECT_LE(widest(noisy.y, clean.y), static_cast<int>(grain << shift));
+        EXPECT_LE(widest(noisy.cb, clean.cb), static_cast<int>(grain / 2 << shift));
+
+        // The next picture's grain is new, not the same noise moved along with the pattern.
+        plain.Draw(4322, clean.Pointers(), clean.strides);
+        grainy.Draw(4322, again.Pointers(), again.strides);
+        std::vector<int> first, second;
+        for (size_t i = 0; i < noisy.y.size() / bytes; ++i)
+            second.push_back(sample(again.y, i) - sample(clean.y, i));
+        plain.Draw(4321, clean.Pointers(), clean.strides);
+        for (size_t i = 0; i < noisy.y.size() / bytes; ++i)
+            first.push_back(sample(noisy.y, i) - sample(clean.y, i));
+        EXPECT_NE(first, second);
+    }
 }
 
 }  // namespace

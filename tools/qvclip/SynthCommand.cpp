@@ -43,6 +43,9 @@ void SynthCommand::Register(CLI::App& parent) {
         ->capture_default_str();
     app->add_option("--chroma", options.chroma, "Chroma sampling: 420 or 422")
         ->capture_default_str();
+    app->add_option("--grain", options.grain,
+                    "Film grain: amplitude of deterministic noise added to every picture, 0 to 64")
+        ->capture_default_str();
     app->add_option("--channels", options.channels, "Mono sound tracks, 0 to 8")
         ->capture_default_str();
     app->add_option("--bits", options.soundBits, "Bits a sound sample: 16 or 24")

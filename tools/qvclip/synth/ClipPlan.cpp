@@ -128,6 +128,7 @@ ClipPlan::ClipPlan(const SynthOptions& o) : options(o) {
             "MPEG-2 takes only the rates 24000/1001, 24, 25, 30000/1001, 30, 50, 60000/1001, 60");
     }
     Require(o.channels <= MaxChannels, "--channels must be from 0 to 8");
+    Require(o.grain <= MaxGrain, "--grain must be from 0 to 64");
     Require(o.soundBits == 16 || o.soundBits == 24, "--bits must be 16 or 24");
     Require(o.partitions >= 1, "--partitions must be at least 1");
     Require(!o.headerIndex || o.partitions == 1,
@@ -193,6 +194,8 @@ uint64_t ClipPlan::Seed() const {
                                 o.gammaCode,
                                 o.gamutCode};
     for (uint64_t n : numbers) Mix(hash, std::to_string(n));
+    // Mixed in only when set, so that clips without grain keep the identifiers they had.
+    if (o.grain) Mix(hash, "grain " + std::to_string(o.grain));
     return hash;
 }
 

@@ -25,6 +25,7 @@ public:
     static constexpr uint32_t MaxChannels = 8;
     // A key-frame offset is a signed byte of the index entry.
     static constexpr uint32_t MaxGOP = 120;
+    static constexpr uint32_t MaxGrain = 64;
 
     explicit ClipPlan(const SynthOptions& options);
 

@@ -21,6 +21,10 @@ struct SynthOptions {
     uint32_t chroma = 420;    // 420 or 422
     uint32_t channels = 2;    // 0 to 8 mono sound tracks, 48 kHz
     uint32_t soundBits = 24;  // 16 or 24
+    // Film grain: amplitude, in 8-bit steps, of noise added to every picture (0 to 64), new in
+    // every frame so that prediction cannot take it away. With grain the encoders aim at a
+    // camera's bitrate instead of a constant quality. 0 leaves pattern and settings as they were.
+    uint32_t grain = 0;
     // Body partitions that share the essence. Raised when a partition's index segment would not
     // fit in one local-set item; a header-held index needs exactly one.
     uint32_t partitions = 1;

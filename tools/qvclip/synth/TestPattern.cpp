@@ -75,20 +75,84 @@ Rect Segment(const DigitLayout& d, uint32_t position, int segment) {
     return parts[segment];
 }
 
+// The box behind the digits, in luma coordinates; empty when no digit fits.
+Rect DigitBox(const DigitLayout& d) {
+    if (d.count == 0) return {};
+    return {0, 0, d.count * d.pitch + 2 * d.thick, d.height + 2 * d.thick};
+}
+
+uint64_t Scramble(uint64_t value) {
+    value += 0x9E3779B97F4A7C15ull;
+    value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9ull;
+    value = (value ^ (value >> 27)) * 0x94D049BB133111EBull;
+    return value ^ (value >> 31);
+}
+
+// Adds noise in [-amplitude, amplitude] to `count` samples of a line, clamped to [0, top]; the
+// line's generator starts from `seed`. Samples before `from` keep their values.
+template <typename Sample>
+void GrainLine(Sample* line, uint32_t from, uint32_t count, uint64_t seed, int amplitude, int top) {
+    const uint32_t span = 2 * static_cast<uint32_t>(amplitude) + 1;
+    uint64_t state = Scramble(seed) | 1;
+    for (uint32_t x = 0; x < count; x += 4) {
+        state ^= state >> 12;
+        state ^= state << 25;
+        state ^= state >> 27;
+        uint64_t bits = state * 0x2545F4914F6CDD1Dull;
+        const uint32_t end = std::min(count, x + 4);
+        for (uint32_t i = x; i < end; ++i, bits >>= 16) {
+            if (i < from) continue;
+            const int noise = static_cast<int>(((bits & 0xFFFF) * span) >> 16) - amplitude;
+            line[i] = static_cast<Sample>(std::clamp(line[i] + noise, 0, top));
+        }
+    }
+}
+
 }  // namespace
 
-TestPattern::TestPattern(uint32_t width, uint32_t height, uint32_t bitDepth, uint32_t chroma)
-    : width(width), height(height), bitDepth(bitDepth), chromaHeightShift(chroma == 420 ? 1 : 0) {
+TestPattern::TestPattern(uint32_t width, uint32_t height, uint32_t bitDepth, uint32_t chroma,
+                         uint32_t grain)
+    : width(width),
+      height(height),
+      bitDepth(bitDepth),
+      chromaHeightShift(chroma == 420 ? 1 : 0),
+      grain(grain) {
     lumaRamp = Ramp(RampPeriod + width, 32, 200, 0);
     blueRamp = Ramp(RampPeriod + width, 80, 176, 0);
     redRamp = Ramp(RampPeriod + width, 80, 176, RampPeriod / 3);
 }
 
 void TestPattern::Draw(uint64_t number, uint8_t* const planes[3], const int strides[3]) const {
-    if (bitDepth == 8)
+    if (bitDepth == 8) {
         DrawAs<uint8_t>(number, planes, strides);
-    else
+        if (grain) AddGrain<uint8_t>(number, planes, strides);
+    } else {
         DrawAs<uint16_t>(number, planes, strides);
+        if (grain) AddGrain<uint16_t>(number, planes, strides);
+    }
+}
+
+template <typename Sample>
+void TestPattern::AddGrain(uint64_t number, uint8_t* const planes[3], const int strides[3]) const {
+    const uint32_t shift = bitDepth - 8;
+    const int top = (1 << bitDepth) - 1;
+    const Rect box = DigitBox(Layout(width, height));
+    const uint64_t pictureSeed = Scramble(number);
+    for (int plane = 0; plane < 3; ++plane) {
+        const bool luma = plane == 0;
+        const uint32_t lines = luma ? height : height >> chromaHeightShift;
+        const uint32_t count = luma ? width : width / 2;
+        const uint32_t boxLines = luma ? box.h : box.h >> chromaHeightShift;
+        const uint32_t boxWidth = luma ? box.w : box.w / 2;
+        const int amplitude = static_cast<int>((luma ? grain : grain / 2) << shift);
+        if (amplitude == 0) continue;
+        for (uint32_t y = 0; y < lines; ++y) {
+            Sample* line =
+                reinterpret_cast<Sample*>(planes[plane] + static_cast<size_t>(strides[plane]) * y);
+            const uint64_t seed = pictureSeed ^ (uint64_t{static_cast<uint32_t>(plane)} << 32 | y);
+            GrainLine(line, y < boxLines ? boxWidth : 0, count, seed, amplitude, top);
+        }
+    }
 }
 
 template <typename Sample>
@@ -125,8 +189,7 @@ void TestPattern::DrawAs(uint64_t number, uint8_t* const planes[3], const int st
 
     const DigitLayout digits = Layout(width, height);
     if (digits.count == 0) return;
-    fill({0, 0, digits.count * digits.pitch + 2 * digits.thick, digits.height + 2 * digits.thick},
-         Black);
+    fill(DigitBox(digits), Black);
     for (uint32_t i = 0, shown = static_cast<uint32_t>(number % digits.modulus); i < digits.count;
          ++i) {
         const uint32_t place = digits.count - 1 - i;

@@ -7,6 +7,8 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
+#include <algorithm>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
@@ -57,6 +59,14 @@ void SetColour(AVCodecContext* c, const SynthOptions& o) {
                                        : AVCOL_TRC_UNSPECIFIED;
 }
 
+// With grain, the bitrate a camera gives such a picture: 50 Mbit/s for 1080p at 25 frames a
+// second, in proportion to the picture's area and the rate (so 200 Mbit/s for 2160p25).
+int64_t GrainBitrate(const SynthOptions& o) {
+    const double area = double(o.width) * o.height / (1920.0 * 1080.0);
+    const double rate = double(o.rateNumerator) / o.rateDenominator / 25.0;
+    return std::max<int64_t>(1'000'000, static_cast<int64_t>(50e6 * area * rate));
+}
+
 }  // namespace
 
 // libx265 keeps some allocations of every encoder it opens until the process ends; they are
@@ -99,10 +109,17 @@ TestPatternEncoder::TestPatternEncoder(const ClipPlan& plan) : plan(plan), codec
     c->thread_count = 1;
     c->flags |= AV_CODEC_FLAG_CLOSED_GOP | AV_CODEC_FLAG_BITEXACT;
     SetColour(c, o);
+    // Without grain, constant quality; with it, an average bitrate held by a one-second buffer,
+    // as cameras record.
+    const bool grain = o.grain > 0;
+    if (grain) {
+        c->bit_rate = c->rc_max_rate = GrainBitrate(o);
+        c->rc_buffer_size = static_cast<int>(std::min<int64_t>(c->bit_rate, INT32_MAX));
+    }
     switch (o.codec) {
         case SynthCodec::H264:
             av_opt_set(c->priv_data, "preset", "superfast", 0);
-            av_opt_set(c->priv_data, "crf", "26", 0);
+            if (!grain) av_opt_set(c->priv_data, "crf", "26", 0);
             av_opt_set(c->priv_data, "x264-params",
                        ("keyint=" + gop + ":min-keyint=" + gop + ":scenecut=0:bframes=" + b +
                         ":b-adapt=0:b-pyramid=none:open-gop=0:threads=1:lookahead-threads=1")
@@ -111,7 +128,7 @@ TestPatternEncoder::TestPatternEncoder(const ClipPlan& plan) : plan(plan), codec
             break;
         case SynthCodec::HEVC:
             av_opt_set(c->priv_data, "preset", "ultrafast", 0);
-            av_opt_set(c->priv_data, "crf", "28", 0);
+            if (!grain) av_opt_set(c->priv_data, "crf", "28", 0);
             av_opt_set(c->priv_data, "x265-params",
                        ("keyint=" + gop + ":min-keyint=" + gop + ":scenecut=0:bframes=" + b +
                         ":b-adapt=0:open-gop=0:frame-threads=1:pools=none:wpp=0:info=0"
@@ -122,8 +139,14 @@ TestPatternEncoder::TestPatternEncoder(const ClipPlan& plan) : plan(plan), codec
         case SynthCodec::MPEG2:
             // Scene cuts would break the closed GOPs; the pattern has none anyway.
             av_opt_set_int(c->priv_data, "sc_threshold", 1000000000, 0);
-            c->flags |= AV_CODEC_FLAG_QSCALE;
-            c->global_quality = 4 * FF_QP2LAMBDA;
+            if (grain) {
+                // The buffer and rate that high level allows.
+                c->bit_rate = c->rc_max_rate = std::min<int64_t>(c->bit_rate, 80'000'000);
+                c->rc_buffer_size = 9'781'248;
+            } else {
+                c->flags |= AV_CODEC_FLAG_QSCALE;
+                c->global_quality = 4 * FF_QP2LAMBDA;
+            }
             break;
     }
     if (const int code = avcodec_open2(c, encoder, nullptr); code < 0)
@@ -140,7 +163,7 @@ TestPatternEncoder::~TestPatternEncoder() = default;
 
 std::vector<CodedPicture> TestPatternEncoder::EncodeAll() {
     const SynthOptions& o = plan.options;
-    const TestPattern pattern(o.width, o.height, o.bitDepth, o.chroma);
+    const TestPattern pattern(o.width, o.height, o.bitDepth, o.chroma, o.grain);
     AVCodecContext* c = codec->context.get();
     AVFrame* f = codec->frame.get();
     AVPacket* p = codec->packet.get();

@@ -1,7 +1,8 @@
 // TestPatternEncoder: the pictures of a test clip, TestPattern encoded through libavcodec with
 // libx264, libx265 or mpeg2video. Encoders run on one thread with fixed settings (constant
-// quality, closed GOPs of the plan's length, two B pictures between references when the GOP
-// allows), so that the same plan always gives the same bytes. Parameter sets travel in-band
+// quality, or with grain a camera's average bitrate; closed GOPs of the plan's length, two B
+// pictures between references when the GOP allows), so that the same plan always gives the same
+// bytes. Parameter sets travel in-band
 // with every key picture. Sets libavcodec's log level to errors only, for the whole process.
 // Construction throws std::runtime_error when the encoder cannot be had or opened.
 #pragma once
