@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <tuple>
 
@@ -39,14 +40,17 @@ T At(const CMediaType& type, uint32_t offset) {
     return value;
 }
 
-// A parser filter outside any graph, with a synthesized clip loaded unless `options` is null.
+// A parser filter outside any graph with a directory of its own; with `load`, the small clip
+// (as `adjust` changes it) is written there and loaded.
 class Parser {
 public:
-    explicit Parser(const synth::SynthOptions* options = nullptr, bool fileList = true)
-        : fileList(fileList) {
+    explicit Parser(bool load = false, const std::function<void(synth::SynthOptions&)>& adjust = {},
+                    bool fileList = true)
+        : fileList(fileList), options(SmallClip(dir.root)) {
         filter = new MXFParseFilter(nullptr, &hr);
         filter->NonDelegatingAddRef();
-        if (options) loaded = Load((clip = synth::Synthesize(*options)).paths.at(0));
+        if (adjust) adjust(options);
+        if (load) loaded = Load((clip = synth::Synthesize(options)).paths.at(0));
     }
     ~Parser() { filter->NonDelegatingRelease(); }
 
@@ -64,8 +68,16 @@ public:
         if (s) s->Release();  // the pin lives as long as the filter
         return s;
     }
+    // The video pin's IMediaSeeking, counting in frames.
+    IMediaSeeking* FrameSeeking() {
+        IMediaSeeking* s = Seeking();
+        EXPECT_EQ(s->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
+        return s;
+    }
 
+    qvtest::TempDirectory dir;
     const bool fileList;
+    synth::SynthOptions options;
     HRESULT hr = S_OK;
     HRESULT loaded = E_FAIL;
     synth::SynthResult clip;
@@ -73,9 +85,7 @@ public:
 };
 
 TEST(ParseFilterTest, PinsComeInOrderNoFileIsReportedAndOneClipIsAllItTakes) {
-    qvtest::TempDirectory dir;
-    const synth::SynthOptions o = SmallClip(dir.root);
-    Parser p(&o);
+    Parser p(true);
     ASSERT_EQ(p.hr, S_OK);
     ASSERT_EQ(p.loaded, S_OK);
     ASSERT_EQ(p.filter->GetPinCount(), 3);
@@ -86,12 +96,9 @@ TEST(ParseFilterTest, PinsComeInOrderNoFileIsReportedAndOneClipIsAllItTakes) {
     EXPECT_EQ(p.filter->GetCurFile(&name, nullptr), E_FAIL);
     EXPECT_EQ(name, nullptr);
 
-    const synth::SynthOptions other = SmallClip(dir.root, "UNIT0002");
-    EXPECT_EQ(p.Load(synth::Synthesize(other).paths.at(0)), E_FAIL);
-    IMediaSeeking* s = p.Seeking();
-    ASSERT_EQ(s->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
+    EXPECT_EQ(p.Load(synth::Synthesize(SmallClip(p.dir.root, "UNIT0002")).paths.at(0)), E_FAIL);
     int64_t duration = 0;
-    ASSERT_EQ(s->GetDuration(&duration), S_OK);
+    ASSERT_EQ(p.FrameSeeking()->GetDuration(&duration), S_OK);
     EXPECT_EQ(duration, 20);  // still the first clip
 }
 
@@ -103,8 +110,7 @@ TEST(ParseFilterTest, APathThatDoesNotOpenFailsAndLeavesTheInitialRange) {
         SCOPED_TRACE(path);
         Parser p;
         EXPECT_EQ(p.Load(path), E_FAIL);
-        IMediaSeeking* s = p.Seeking();
-        ASSERT_EQ(s->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
+        IMediaSeeking* s = p.FrameSeeking();
         int64_t duration = 0, start = -1, stop = 0;
         EXPECT_EQ(s->GetDuration(&duration), S_OK);
         EXPECT_EQ(duration, 0x3FFFFFFFFFFFFFFF);
@@ -114,11 +120,7 @@ TEST(ParseFilterTest, APathThatDoesNotOpenFailsAndLeavesTheInitialRange) {
         CMediaType type;  // no clip to describe: a failure, not a crash
         EXPECT_TRUE(FAILED(p.filter->VideoPin()->GetMediaType(0, &type)));
         // The host may then give the filter a clip that opens.
-        synth::SynthOptions good;
-        good.outDir = dir.root;
-        good.name = "GOOD0001";
-        good.width = 64;
-        good.height = 64;
+        synth::SynthOptions good = SmallClip(dir.root, "GOOD0001");
         good.frames = 3;
         EXPECT_EQ(p.Load(synth::Synthesize(good).paths.at(0)), S_OK);
         EXPECT_EQ(s->GetDuration(&duration), S_OK);
@@ -181,12 +183,9 @@ TEST(ParseFilterTest, SeekingAnswersItsFixedQuestions) {
 }
 
 TEST(ParseFilterTest, ConvertTimeFormatRoundsAtTheClipRate) {
-    qvtest::TempDirectory dir;
-    const synth::SynthOptions o = SmallClip(dir.root);
-    Parser p(&o);
+    Parser p(true);
     ASSERT_EQ(p.loaded, S_OK);
-    IMediaSeeking* s = p.Seeking();
-    ASSERT_EQ(s->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);  // a null format means frames now
+    IMediaSeeking* s = p.FrameSeeking();  // a null format means frames now
     const GUID *frame = &TIME_FORMAT_FRAME, *media = &TIME_FORMAT_MEDIA_TIME;
     int64_t out = 0;
     for (const int64_t n : {0, 1, 2, 3, 7, 20, 1000, 123457}) {
@@ -225,12 +224,9 @@ struct PositionsCase {
 class SetPositionsCheckTest : public testing::TestWithParam<PositionsCase> {};
 
 TEST_P(SetPositionsCheckTest, AnswersAndMovesNothingWhenRefused) {
-    qvtest::TempDirectory dir;
-    const synth::SynthOptions o = SmallClip(dir.root);
-    Parser p(&o);
+    Parser p(true);
     ASSERT_EQ(p.loaded, S_OK);
-    IMediaSeeking* s = p.Seeking();
-    ASSERT_EQ(s->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
+    IMediaSeeking* s = p.FrameSeeking();
     const PositionsCase& c = GetParam();
     int64_t current = 4, stop = 9;
     EXPECT_EQ(s->SetPositions(c.current ? &current : nullptr, c.currentFlags,
@@ -266,12 +262,9 @@ INSTANTIATE_TEST_SUITE_P(Table, SetPositionsCheckTest, testing::ValuesIn(kPositi
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ParseFilterTest, SetPositionsWhileStoppedMovesTheRangeWithinTheClip) {
-    qvtest::TempDirectory dir;
-    const synth::SynthOptions o = SmallClip(dir.root);
-    Parser p(&o);
+    Parser p(true);
     ASSERT_EQ(p.loaded, S_OK);
-    IMediaSeeking* s = p.Seeking();
-    ASSERT_EQ(s->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
+    IMediaSeeking* s = p.FrameSeeking();
     auto positions = [s] {
         int64_t start = -1, stop = -1;
         EXPECT_EQ(s->GetPositions(&start, &stop), S_OK);
@@ -303,9 +296,7 @@ TEST(ParseFilterTest, SetPositionsWhileStoppedMovesTheRangeWithinTheClip) {
 }
 
 TEST(ParseFilterTest, EveryPinOffersOneTypeAndTakesIt) {
-    qvtest::TempDirectory dir;
-    const synth::SynthOptions o = SmallClip(dir.root);
-    Parser p(&o);
+    Parser p(true);
     ASSERT_EQ(p.loaded, S_OK);
     for (int i = 0; i < 3; ++i) {
         CBasePin* pin = p.filter->GetPin(i);
@@ -349,15 +340,16 @@ struct VideoCase {
 class VideoFormatTest : public testing::TestWithParam<VideoCase> {};
 
 TEST_P(VideoFormatTest, BlockDescribesTheClipAtItsScale) {
-    qvtest::TempDirectory dir;
     const VideoCase& c = GetParam();
-    synth::SynthOptions o = SmallClip(dir.root);
-    o.codec = c.codec, o.gop = c.gop, o.rateNumerator = c.rateNumerator;
-    o.rateDenominator = c.rateDenominator, o.rgbaDescriptor = c.rgba;
-    o.bitDepth = c.codec == synth::SynthCodec::HEVC ? 12 : 10;
-    o.gammaCode = c.gamma, o.gamutCode = c.gamut;
-    Parser p(&o, c.fileList);
+    const auto adjust = [&c](synth::SynthOptions& o) {
+        o.codec = c.codec, o.gop = c.gop, o.rateNumerator = c.rateNumerator;
+        o.rateDenominator = c.rateDenominator, o.rgbaDescriptor = c.rgba;
+        o.bitDepth = c.codec == synth::SynthCodec::HEVC ? 12 : 10;
+        o.gammaCode = c.gamma, o.gamutCode = c.gamut;
+    };
+    Parser p(true, adjust, c.fileList);
     ASSERT_EQ(p.loaded, S_OK);
+    const synth::SynthOptions& o = p.options;
     StreamManager clip;  // the same clip, opened apart from the filter
     const std::string& path = p.clip.paths.at(0);
     ASSERT_EQ(clip.Open(CUCreate<CUStringWin>(path.c_str()), CUCreate<TestClip>(path, c.fileList)),
@@ -422,12 +414,12 @@ INSTANTIATE_TEST_SUITE_P(Clips, VideoFormatTest, testing::ValuesIn(kVideoCases),
 class AudioFormatTest : public testing::TestWithParam<std::tuple<uint32_t, uint32_t>> {};
 
 TEST_P(AudioFormatTest, BlockIsExtensiblePcmOfTheClipsSound) {
-    qvtest::TempDirectory dir;
-    synth::SynthOptions o = SmallClip(dir.root);
-    o.frames = 3;
-    std::tie(o.channels, o.soundBits) = GetParam();
-    Parser p(&o);
+    Parser p(true, [](synth::SynthOptions& o) {
+        o.frames = 3;
+        std::tie(o.channels, o.soundBits) = GetParam();
+    });
     ASSERT_EQ(p.loaded, S_OK);
+    const synth::SynthOptions& o = p.options;
     CMediaType type;
     ASSERT_EQ(p.filter->AudioPin()->GetMediaType(0, &type), S_OK);
     EXPECT_EQ(*type.Type(), MEDIATYPE_Audio);

@@ -22,11 +22,7 @@ TEST(SampleQueueTest, PushOfZeroAndCloseWakeAWaiterWithoutStoringAnything) {
     CMediaSampleQueue queue;
     for (const bool close : {false, true}) {
         std::thread waiter([&] { queue.Wait(); });
-        if (close) {
-            queue.Close();
-        } else {
-            queue.Push(0);
-        }
+        close ? queue.Close() : queue.Push(0);
         waiter.join();
         EXPECT_EQ(queue.GetCount(), 0u);
         EXPECT_EQ(queue.Pop(), 0);

@@ -12,18 +12,13 @@
 
 namespace {
 
+using qv_test::Watchdog;
 using qvtest::Delivered;
 using qvtest::ParserGraph;
-using qv_test::Watchdog;
 
 synth::SynthOptions Clip(const std::string& dir) {
     synth::SynthOptions o;
-    o.outDir = dir;
-    o.name = "SEEK0001";
-    o.width = 64;
-    o.height = 64;
-    o.frames = 48;
-    o.gop = 12;
+    o.outDir = dir, o.name = "SEEK0001", o.width = 64, o.height = 64, o.frames = 48, o.gop = 12;
     o.channels = 1;
     return o;
 }
@@ -61,10 +56,9 @@ TEST(SeekStormTest, AThousandSeeksWhileRunningNeverMixSegments) {
     ASSERT_GE(segments.size(), 1001u);  // the first run and one per seek
     for (const Delivered& d : g.video->Samples()) {
         ASSERT_GE(d.segment, 1);
-        const int64_t start =
-            std::min(frame_time::ToFrames(segments[static_cast<size_t>(d.segment - 1)].start,
-                                          g.rate),
-                     total - 1);
+        const int64_t start = std::min(
+            frame_time::ToFrames(segments[static_cast<size_t>(d.segment - 1)].start, g.rate),
+            total - 1);
         const int64_t frame = g.FrameOf(d);
         if (d.preroll) {
             EXPECT_LT(frame, start);

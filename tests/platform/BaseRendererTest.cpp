@@ -13,6 +13,7 @@ using namespace qv_test;
 namespace {
 
 constexpr REFERENCE_TIME kMs = 10000;  // one millisecond in 100 ns units
+constexpr REFERENCE_TIME kHour = 3600LL * 1000 * kMs;
 
 struct Rendered {
     int value;
@@ -38,10 +39,8 @@ public:
         return S_OK;
     }
     void OnReceiveFirstSample(IMediaSample* sample) override {
-        {
-            std::lock_guard<std::mutex> guard(lock);
-            firstSamples.push_back(Value(sample));
-        }
+        std::lock_guard<std::mutex> guard(lock);
+        firstSamples.push_back(Value(sample));
         firstSample.Set();
     }
     void OnWaitStart(REFERENCE_TIME) override { waiting.Set(); }
@@ -53,10 +52,8 @@ public:
 
     static int Value(IMediaSample* sample) {
         uint8_t* bytes = nullptr;
-        sample->GetPointer(&bytes);
         int value = 0;
-        std::memcpy(&value, bytes, sizeof value);
-        return value;
+        return sample->GetPointer(&bytes), std::memcpy(&value, bytes, sizeof value), value;
     }
     bool WaitForRendered(size_t n) {
         std::unique_lock<std::mutex> guard(lock);
@@ -66,15 +63,18 @@ public:
         std::lock_guard<std::mutex> guard(lock);
         return rendered;
     }
+    std::vector<int> Values() {  // of the rendered samples
+        std::vector<int> values;
+        for (const Rendered& r : Renders()) values.push_back(r.value);
+        return values;
+    }
     std::vector<int> FirstSamples() {
         std::lock_guard<std::mutex> guard(lock);
         return firstSamples;
     }
 
     HRESULT hr = S_OK;
-    CUManualResetEvent firstSample;
-    CUManualResetEvent waiting;
-    CUManualResetEvent endOfStream;
+    CUManualResetEvent firstSample, waiting, endOfStream;
     std::mutex lock;
     std::condition_variable changed;  // with `lock`
     std::vector<Rendered> rendered;   // guarded by `lock`
@@ -85,15 +85,10 @@ public:
 struct Graph {
     Graph(int count, REFERENCE_TIME first, REFERENCE_TIME step)
         : source(new CounterSource(count, 2)), renderer(new TestRenderer) {
-        out()->first = first;
-        out()->step = step;
-        source->AddRef();
-        renderer->AddRef();
-        clock.AddRef();
-        source->SetSyncSource(&clock);
-        renderer->SetSyncSource(&clock);
+        out()->first = first, out()->step = step;
+        source->AddRef(), renderer->AddRef(), clock.AddRef(), queue.AddRef();
+        source->SetSyncSource(&clock), renderer->SetSyncSource(&clock);
         renderer->JoinFilterGraph(&queue);
-        queue.AddRef();
     }
     ~Graph() {
         renderer->Stop();  // releases a waiting Receive, so that the worker can be joined
@@ -120,8 +115,7 @@ struct Graph {
     // The next event code, or 0 when none comes within `ms`.
     long NextEvent(long ms) {
         long code = 0;
-        LONG_PTR p1 = 0;
-        LONG_PTR p2 = 0;
+        LONG_PTR p1 = 0, p2 = 0;
         return queue.GetEvent(&code, &p1, &p2, ms) == S_OK ? code : 0;
     }
 
@@ -136,12 +130,8 @@ TEST(BaseRendererTest, RendersInOrderNoEarlierThanTheirTimeThenCompletesOnce) {
     graph.Pause();
     graph.Run(0);
     EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
-    const std::vector<Rendered> rendered = graph.renderer->Renders();
-    ASSERT_EQ(rendered.size(), 5u);  // all rendered before EC_COMPLETE
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(rendered[i].value, i);
-        EXPECT_GE(rendered[i].at, rendered[i].start);
-    }
+    EXPECT_EQ(graph.renderer->Values(), Counting(0, 5));  // all rendered before EC_COMPLETE
+    for (const Rendered& r : graph.renderer->Renders()) EXPECT_GE(r.at, r.start);
     // Each sample that waited for its time told upstream it was early, none that it was late.
     for (const Quality& q : graph.out()->Messages()) {
         EXPECT_EQ(q.Type, Famine);
@@ -152,17 +142,14 @@ TEST(BaseRendererTest, RendersInOrderNoEarlierThanTheirTimeThenCompletesOnce) {
 
 TEST(BaseRendererTest, LateSamplesRenderAtOnceAndTellUpstream) {
     // Stream time 0 was an hour ago: every sample is late by about that much.
-    constexpr REFERENCE_TIME kHour = 3600LL * 1000 * kMs;
     Graph graph(3, 0, 10 * kMs);
     graph.Pause();
     graph.Run(-kHour);
     EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
-    const std::vector<Rendered> rendered = graph.renderer->Renders();
-    ASSERT_EQ(rendered.size(), 3u);
+    EXPECT_EQ(graph.renderer->Values(), Counting(0, 3));
     const std::vector<Quality> messages = graph.out()->Messages();
     ASSERT_EQ(messages.size(), 3u);
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(rendered[i].value, i);
         EXPECT_EQ(messages[i].Type, Flood);
         EXPECT_EQ(messages[i].TimeStamp, i * 10 * kMs);
         EXPECT_GE(messages[i].Late, kHour - i * 10 * kMs);
@@ -182,10 +169,7 @@ TEST(BaseRendererTest, PauseHoldsTheFirstSampleUntilRun) {
     EXPECT_EQ(graph.NextEvent(0), 0);
     graph.Run(0);
     EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
-    const std::vector<Rendered> rendered = graph.renderer->Renders();
-    ASSERT_EQ(rendered.size(), 2u);
-    EXPECT_EQ(rendered[0].value, 1);
-    EXPECT_EQ(rendered[1].value, 2);
+    EXPECT_EQ(graph.renderer->Values(), (std::vector<int>{1, 2}));
     EXPECT_EQ(graph.renderer->FirstSamples(), std::vector<int>{1});
 }
 
@@ -204,7 +188,6 @@ TEST(BaseRendererTest, EndOfStreamWhilePausedCompletesAtRunAndOnlyOnce) {
 }
 
 TEST(BaseRendererTest, FlushReleasesASampleWaitingOnTheClock) {
-    constexpr REFERENCE_TIME kHour = 3600LL * 1000 * kMs;
     Graph graph(2, kHour, kMs);
     graph.Pause();
     graph.Run(0);
@@ -217,7 +200,6 @@ TEST(BaseRendererTest, FlushReleasesASampleWaitingOnTheClock) {
 }
 
 TEST(BaseRendererTest, FlushDiscardsTheHeldSampleAndStopReleasesAWait) {
-    constexpr REFERENCE_TIME kHour = 3600LL * 1000 * kMs;
     Graph graph(INT_MAX, kHour, kMs);
     graph.Pause();
     ASSERT_TRUE(graph.renderer->firstSample.Wait());
@@ -238,7 +220,6 @@ TEST(BaseRendererTest, FlushDiscardsTheHeldSampleAndStopReleasesAWait) {
 }
 
 TEST(BaseRendererTest, PauseSendsAWaitingSampleBackAndRunReschedulesIt) {
-    constexpr REFERENCE_TIME kHour = 3600LL * 1000 * kMs;
     Graph graph(1, kHour, kMs);
     graph.Pause();
     graph.Run(0);
@@ -256,9 +237,8 @@ TEST(BaseRendererTest, UntimedSamplesRenderAtOnce) {
     graph.Pause();
     graph.Run(1000LL * 1000 * kMs);  // stream time 0 far ahead: timed samples would wait
     EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
-    const std::vector<Rendered> rendered = graph.renderer->Renders();
-    ASSERT_EQ(rendered.size(), 3u);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(rendered[i].start, -1);
+    EXPECT_EQ(graph.renderer->Values(), Counting(0, 3));
+    for (const Rendered& r : graph.renderer->Renders()) EXPECT_EQ(r.start, -1);
 }
 
 }  // namespace

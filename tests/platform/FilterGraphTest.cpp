@@ -2,7 +2,9 @@
 // a run to completion, pause and run again, stop, destruction while running, refusals.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
+#include <utility>
 
 #include "platform/FilterGraph.h"
 #include "support/TestFilters.h"
@@ -29,6 +31,19 @@ struct Fixture {
         source->Release();
         sink->Release();
     }
+    // The codes of the events waiting.
+    std::vector<long> EventCodes() {
+        std::vector<long> codes;
+        long code = 0;
+        LONG_PTR p1 = 0, p2 = 0;
+        while (graph->GetEvent(&code, &p1, &p2, 0) == S_OK) codes.push_back(code);
+        return codes;
+    }
+    REFERENCE_TIME StreamTime() {
+        REFERENCE_TIME t = -1;
+        EXPECT_EQ(graph->StreamTime(&t), S_OK);
+        return t;
+    }
     CFilterGraph* graph;
     CounterSource* source;
     RecordingSink* sink;
@@ -46,12 +61,7 @@ TEST(FilterGraphTest, RunsToCompletionWithEverySampleOnceInOrder) {
     std::vector<int> expected = Counting(0, 50);
     expected.push_back(kEndOfStream);
     EXPECT_EQ(f.sink->pin->Events(), expected);
-    long code = 0;
-    LONG_PTR p1 = 0;
-    LONG_PTR p2 = 0;
-    ASSERT_EQ(f.graph->GetEvent(&code, &p1, &p2, 0), S_OK);
-    EXPECT_EQ(code, EC_COMPLETE);
-    EXPECT_EQ(f.graph->GetEvent(&code, &p1, &p2, 0), E_ABORT);
+    EXPECT_EQ(f.EventCodes(), std::vector<long>{EC_COMPLETE});
     ASSERT_EQ(f.graph->Stop(), S_OK);
     EXPECT_EQ(f.graph->WaitForCompletion(0), VFW_E_WRONG_STATE);
 }
@@ -66,12 +76,8 @@ TEST(FilterGraphTest, AFailedSourceEndsTheWaitWithItsError) {
     f.source->pin->failAt = 4;
     ASSERT_EQ(f.graph->Run(), S_OK);
     EXPECT_EQ(f.graph->WaitForCompletion(30000), E_FAIL);
-    long code = 0;
-    LONG_PTR p1 = 0;
-    LONG_PTR p2 = 0;
-    bool sawAbort = false;
-    while (f.graph->GetEvent(&code, &p1, &p2, 0) == S_OK) sawAbort |= code == EC_ERRORABORT;
-    EXPECT_TRUE(sawAbort);
+    const std::vector<long> codes = f.EventCodes();
+    EXPECT_NE(std::find(codes.begin(), codes.end(), EC_ERRORABORT), codes.end());
     ASSERT_EQ(f.graph->Stop(), S_OK);
 
     // A new run from stopped forgets the old abort.
@@ -89,23 +95,17 @@ TEST(FilterGraphTest, PauseKeepsTheStreamTimeAndStopEndsTheWorker) {
     ASSERT_EQ(f.source->GetSyncSource(&clock), S_OK);
     EXPECT_EQ(clock, f.graph->Clock());
     clock->Release();
-    REFERENCE_TIME t = -1;
-    ASSERT_EQ(f.graph->StreamTime(&t), S_OK);
-    EXPECT_EQ(t, 0);
+    EXPECT_EQ(f.StreamTime(), 0);
 
     ASSERT_EQ(f.graph->Run(), S_OK);
     ASSERT_TRUE(f.sink->pin->WaitForEvents(5));
     ASSERT_EQ(f.graph->Pause(), S_OK);
-    REFERENCE_TIME paused = 0;
-    ASSERT_EQ(f.graph->StreamTime(&paused), S_OK);
-    REFERENCE_TIME later = 0;
-    ASSERT_EQ(f.graph->StreamTime(&later), S_OK);
-    EXPECT_EQ(later, paused);  // the stream time stands still while paused
+    const REFERENCE_TIME paused = f.StreamTime();
+    EXPECT_EQ(f.StreamTime(), paused);  // the stream time stands still while paused
 
     // Running again goes on from the paused stream time, not from the clock's time.
     ASSERT_EQ(f.graph->Run(), S_OK);
-    REFERENCE_TIME resumed = 0;
-    ASSERT_EQ(f.graph->StreamTime(&resumed), S_OK);
+    const REFERENCE_TIME resumed = f.StreamTime();
     EXPECT_GE(resumed, paused);
     EXPECT_LT(resumed, paused + 10 * 1000 * 10000);  // far less than the time a test may take
     const size_t seen = f.sink->pin->Events().size();
@@ -115,8 +115,7 @@ TEST(FilterGraphTest, PauseKeepsTheStreamTimeAndStopEndsTheWorker) {
     EXPECT_FALSE(f.source->pin->ThreadExists());
     EXPECT_TRUE(f.source->IsStopped());
     EXPECT_TRUE(f.sink->IsStopped());
-    ASSERT_EQ(f.graph->StreamTime(&t), S_OK);
-    EXPECT_EQ(t, 0);
+    EXPECT_EQ(f.StreamTime(), 0);
     const std::vector<int> all = f.sink->pin->Events();
     EXPECT_EQ(all, Counting(0, static_cast<int>(all.size())));
 
@@ -133,24 +132,21 @@ TEST(FilterGraphTest, PauseKeepsTheStreamTimeAndStopEndsTheWorker) {
     for (size_t i = all.size() + 1; i < again.size(); ++i) EXPECT_EQ(again[i], again[i - 1] + 1);
 }
 
-TEST(FilterGraphTest, StopReleasesAWorkerHeldInsideTheSinksReceive) {
-    Fixture f(INT_MAX, 2, /*hold=*/true);
-    ASSERT_EQ(f.graph->Run(), S_OK);
-    f.sink->pin->entered.Wait();  // the worker is inside Receive until the sink stops
-    ASSERT_EQ(f.graph->Stop(), S_OK);
-    EXPECT_FALSE(f.source->pin->ThreadExists());
-}
-
-TEST(FilterGraphTest, DestroyingARunningGraphEndsEveryThread) {
-    Fixture f(INT_MAX, 2, /*hold=*/true);
-    ASSERT_EQ(f.graph->Run(), S_OK);
-    f.sink->pin->entered.Wait();
-    delete f.graph;
-    f.graph = nullptr;
-    EXPECT_FALSE(f.source->pin->ThreadExists());
-    EXPECT_TRUE(f.source->IsStopped());
-    EXPECT_FALSE(f.source->pin->IsConnected());
-    EXPECT_FALSE(f.sink->pin->IsConnected());
+TEST(FilterGraphTest, StopOrDestructionReleasesAWorkerHeldInsideTheSinksReceive) {
+    for (const bool destroy : {false, true}) {
+        Fixture f(INT_MAX, 2, /*hold=*/true);
+        ASSERT_EQ(f.graph->Run(), S_OK);
+        f.sink->pin->entered.Wait();  // the worker is inside Receive until the sink stops
+        if (destroy) {
+            delete std::exchange(f.graph, nullptr);
+            EXPECT_FALSE(f.source->pin->IsConnected());  // and the graph disconnected both
+            EXPECT_FALSE(f.sink->pin->IsConnected());
+        } else {
+            ASSERT_EQ(f.graph->Stop(), S_OK);
+        }
+        EXPECT_FALSE(f.source->pin->ThreadExists()) << destroy;
+        EXPECT_TRUE(f.source->IsStopped()) << destroy;
+    }
 }
 
 TEST(FilterGraphTest, RefusesASecondConnectionAndDisconnectsBothSides) {

@@ -157,14 +157,10 @@ TEST(CMemAllocator, SampleOutKeepsTheAllocatorAlive) {
 }
 
 TEST(CMemAllocator, ThreadsNeverShareABuffer) {
-    constexpr int kBuffers = 3;
-    constexpr int kThreads = 6;
-    constexpr int kRounds = 300;
+    constexpr int kBuffers = 3, kThreads = 6, kRounds = 300;
     Pool pool(kBuffers);
     ASSERT_EQ(pool.allocator->Commit(), S_OK);
-    std::atomic<int> inUse{0};
-    std::atomic<int> mostInUse{0};
-    std::atomic<int> failures{0};
+    std::atomic<int> inUse{0}, mostInUse{0}, failures{0};
     std::latch go(kThreads);
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {

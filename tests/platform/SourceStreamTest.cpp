@@ -80,8 +80,7 @@ TEST(SourceStreamTest, FailedFillEndsTheStreamAndAbortsTheGraph) {
     ASSERT_TRUE(graph.in()->WaitForEvents(4));
     EXPECT_EQ(graph.in()->Events(), (std::vector<int>{0, 1, 2, kEndOfStream}));
     long code = 0;
-    LONG_PTR param1 = 0;
-    LONG_PTR param2 = 0;
+    LONG_PTR param1 = 0, param2 = 0;
     ASSERT_EQ(queue.GetEvent(&code, &param1, &param2, 30000), S_OK);
     EXPECT_EQ(code, EC_ERRORABORT);
     EXPECT_EQ(param1, E_FAIL);

@@ -88,9 +88,7 @@ struct Chain {
             filter->JoinFilterGraph(&events);
         }
         pool->AddRef();
-        ALLOCATOR_PROPERTIES request, actual;
-        request.cBuffers = 2;
-        request.cbBuffer = sizeof(int);
+        ALLOCATOR_PROPERTIES request{2, sizeof(int), 0, 0}, actual;
         pool->SetProperties(&request, &actual);
         pool->Commit();
     }
@@ -116,9 +114,8 @@ struct Chain {
     void Run(bool streaming) {
         Connect();
         for (CBaseFilter* filter : Filters()) {
-            if (streaming || filter != source) {
-                ASSERT_EQ(filter->Run(0), S_OK);
-            }
+            if (!streaming && filter == source) continue;
+            ASSERT_EQ(filter->Run(0), S_OK);
         }
     }
     HRESULT Feed(int value, AM_SAMPLE2_PROPERTIES props, bool mediaTime = false) {
@@ -158,14 +155,10 @@ struct Chain {
 TEST(TransformFilterTest, CopiesTheInputsPropertiesAndDropsPreroll) {
     Chain chain(0);
     chain.Run(false);
-    AM_SAMPLE2_PROPERTIES timed;
-    timed.dwTypeSpecificFlags = 0xA5C3;
+    AM_SAMPLE2_PROPERTIES timed, preroll, plain;
+    timed.dwTypeSpecificFlags = 0xA5C3, timed.tStart = 1000, timed.tStop = 2000;
     timed.dwSampleFlags = AM_SAMPLE_SPLICEPOINT | AM_SAMPLE_TIMEVALID | AM_SAMPLE_STOPVALID;
-    timed.tStart = 1000;
-    timed.tStop = 2000;
-    AM_SAMPLE2_PROPERTIES preroll, plain;
-    preroll.dwSampleFlags = AM_SAMPLE_PREROLL;
-    plain.dwTypeSpecificFlags = 7;
+    preroll.dwSampleFlags = AM_SAMPLE_PREROLL, plain.dwTypeSpecificFlags = 7;
     ASSERT_EQ(chain.Feed(1, timed, true), S_OK);
     ASSERT_EQ(chain.Feed(2, preroll), S_OK);
     ASSERT_EQ(chain.Feed(3, plain), S_OK);
@@ -197,9 +190,8 @@ TEST(TransformFilterTest, SkippedSamplesMarkTheNextDiscontinuityAndReportQuality
 
     EXPECT_EQ(chain.sink->pin->Events(), (std::vector<int>{100, 103, 105, 106}));
     std::vector<int> discontinuous;
-    for (const auto& fill : chain.transform->Fills()) {
+    for (const auto& fill : chain.transform->Fills())
         if (fill.Discontinuous()) discontinuous.push_back(fill.value);
-    }
     EXPECT_EQ(discontinuous, (std::vector<int>{0, 3, 5}));
     // Once for 1 and 2 together, once for 4.
     EXPECT_EQ(chain.EventCodes(), (std::vector<long>{EC_QUALITY_CHANGE, EC_QUALITY_CHANGE}));
@@ -215,9 +207,7 @@ TEST(TransformFilterTest, QualityGoesUpstreamOnlyWhenTheFilterDeclines) {
         EXPECT_EQ(chain.sink->pin->PassNotify(late), S_OK);
         const std::vector<Quality> upstream = chain.source->pin->Messages();
         EXPECT_EQ(upstream.size(), takes ? 0u : 1u);
-        if (!upstream.empty()) {
-            EXPECT_EQ(upstream[0].Late, 4321);
-        }
+        for (const Quality& q : upstream) EXPECT_EQ(q.Late, 4321);
     }
 }
 
@@ -240,9 +230,8 @@ TEST(TransformFilterTest, FlushWhileTheSinkBlocksThenTheStreamGoesOn) {
     ASSERT_TRUE(chain.sink->pin->WaitForEvents(8));
     EXPECT_EQ(chain.sink->pin->Events(),
               (std::vector<int>{100, 101, 102, 104, 105, 106, 107, kEndOfStream}));
-    for (const auto& fill : chain.transform->Fills()) {  // after the flush a new run starts
+    for (const auto& fill : chain.transform->Fills())  // after the flush a new run starts
         EXPECT_EQ(fill.Discontinuous(), fill.value == 0 || fill.value == 4) << fill.value;
-    }
 }
 
 TEST(TransformFilterTest, StopWhileStreamingEndsEveryThread) {

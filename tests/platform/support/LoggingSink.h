@@ -38,8 +38,8 @@ private:
 };
 
 struct LoggingOptions {
-    bool flushes = true;    // log "flush" and "endflush"
-    bool released = false;  // log "released" when a gated Receive is let through
+    bool flushes = true;       // log "flush" and "endflush"
+    bool released = false;     // log "released" when a gated Receive is let through
     bool keepSamples = false;  // the sink keeps the reference Sample hands out, to PoolIsFull
 };
 
