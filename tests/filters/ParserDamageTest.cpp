@@ -112,9 +112,8 @@ void PlayDamaged(const std::string& path, size_t frames) {
     EXPECT_EQ(g.graph.GetState(&state), S_OK);
     EXPECT_EQ(state, State_Stopped);
     if (ended == S_OK) {
-        for (RecordingRenderer* r : g.renderers) {
+        for (RecordingRenderer* r : g.renderers) {  // never more than the clip holds
             EXPECT_EQ(r->Ends(), 1);
-            // Never more than the clip holds.
             EXPECT_LE(r->Samples().size(), frames);
         }
     }
