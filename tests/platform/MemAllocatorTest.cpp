@@ -82,62 +82,53 @@ TEST(CMemAllocator, BuffersAreAlignedDistinctAndRoundedUp) {
     for (IMediaSample* sample : samples) sample->Release();
 }
 
-TEST(CMemAllocator, ExhaustedPoolBlocksUntilASampleComesBack) {
-    Pool pool(2);
-    ASSERT_EQ(pool.allocator->Commit(), S_OK);
-    IMediaSample* first = pool.Get();
-    IMediaSample* second = pool.Get();
-    IMediaSample* none = nullptr;
-    EXPECT_EQ(pool.allocator->GetBuffer(&none, nullptr, nullptr, AM_GBF_NOWAIT), VFW_E_TIMEOUT);
-
-    uint8_t* firstBytes = nullptr;
-    first->GetPointer(&firstBytes);
-    std::latch started(1);
-    std::atomic<bool> returned{false};
-    IMediaSample* got = nullptr;
-    HRESULT hr = E_FAIL;
-    std::thread waiter([&] {
-        started.count_down();
-        hr = pool.allocator->GetBuffer(&got, nullptr, nullptr, 0);
-        returned.store(true);
-    });
-    started.wait();
-    // Every buffer is out, so the waiter cannot have been served yet.
-    EXPECT_FALSE(returned.load());
-    first->Release();
-    waiter.join();
-    ASSERT_EQ(hr, S_OK);
-    uint8_t* gotBytes = nullptr;
-    got->GetPointer(&gotBytes);
-    EXPECT_EQ(gotBytes, firstBytes);  // the very buffer that came back
-    got->Release();
-    second->Release();
-}
-
-TEST(CMemAllocator, DecommitWakesABlockedGetBufferWithFailure) {
-    Pool pool(1);
-    ASSERT_EQ(pool.allocator->Commit(), S_OK);
-    IMediaSample* only = pool.Get();
-    std::latch started(1);
-    HRESULT hr = S_OK;
-    IMediaSample* got = reinterpret_cast<IMediaSample*>(1);
-    std::thread waiter([&] {
-        started.count_down();
-        hr = pool.allocator->GetBuffer(&got, nullptr, nullptr, 0);
-    });
-    started.wait();
-    ASSERT_EQ(pool.allocator->Decommit(), S_OK);
-    waiter.join();  // would hang if Decommit did not wake it
-    EXPECT_EQ(hr, VFW_E_NOT_COMMITTED);
-    EXPECT_EQ(got, nullptr);
-
-    // The buffer still out stays usable; once back, a new commit serves again.
-    uint8_t* bytes = nullptr;
-    only->GetPointer(&bytes);
-    bytes[0] = 1;
-    only->Release();
-    ASSERT_EQ(pool.allocator->Commit(), S_OK);
-    pool.Get()->Release();
+// A GetBuffer on an exhausted pool waits: a sample that comes back serves it with that very
+// buffer; a decommit wakes it with a failure, the buffer still out stays usable, and once it is
+// back a new commit serves again.
+TEST(CMemAllocator, ExhaustedPoolBlocksUntilASampleComesBackOrADecommit) {
+    for (const bool decommit : {false, true}) {
+        Pool pool(2);
+        ASSERT_EQ(pool.allocator->Commit(), S_OK);
+        IMediaSample* first = pool.Get();
+        IMediaSample* second = pool.Get();
+        IMediaSample* none = nullptr;
+        EXPECT_EQ(pool.allocator->GetBuffer(&none, nullptr, nullptr, AM_GBF_NOWAIT), VFW_E_TIMEOUT);
+        uint8_t* firstBytes = nullptr;
+        first->GetPointer(&firstBytes);
+        std::latch started(1);
+        std::atomic<bool> returned{false};
+        IMediaSample* got = reinterpret_cast<IMediaSample*>(1);
+        HRESULT hr = E_FAIL;
+        std::thread waiter([&] {
+            started.count_down();
+            hr = pool.allocator->GetBuffer(&got, nullptr, nullptr, 0);
+            returned.store(true);
+        });
+        started.wait();
+        EXPECT_FALSE(returned.load());  // every buffer is out: the waiter cannot be served yet
+        if (decommit) {
+            ASSERT_EQ(pool.allocator->Decommit(), S_OK);
+        } else {
+            first->Release();
+        }
+        waiter.join();  // would hang if neither woke it
+        if (decommit) {
+            EXPECT_EQ(hr, VFW_E_NOT_COMMITTED);
+            EXPECT_EQ(got, nullptr);
+            firstBytes[0] = 1;
+            first->Release();
+            second->Release();
+            ASSERT_EQ(pool.allocator->Commit(), S_OK);
+            pool.Get()->Release();
+            continue;
+        }
+        ASSERT_EQ(hr, S_OK);
+        uint8_t* gotBytes = nullptr;
+        got->GetPointer(&gotBytes);
+        EXPECT_EQ(gotBytes, firstBytes);
+        got->Release();
+        second->Release();
+    }
 }
 
 TEST(CMemAllocator, SampleOutKeepsTheAllocatorAlive) {

@@ -16,37 +16,29 @@ std::string UniqueName(const char* what) {
     return std::string("test-") + what + "-" + std::to_string(getpid());
 }
 
-TEST(CNamedMutex, SecondHolderWaitsUntilRelease) {
-    const std::string name = UniqueName("release");
-    CNamedMutex first(name), second(name);
-    ASSERT_TRUE(first.IsValid());
-    ASSERT_EQ(first.Acquire(nullptr), S_OK);
-    EXPECT_EQ(second.TryAcquire(), S_FALSE);
-
-    CUManualResetEvent stop;
-    HRESULT got = E_FAIL;
-    std::thread waiter([&] { got = second.Acquire(&stop); });
-    EXPECT_TRUE(first.Release());
-    EXPECT_FALSE(first.Release());
-    waiter.join();
-    EXPECT_EQ(got, S_OK);
-    EXPECT_TRUE(second.IsHeld());
-    EXPECT_EQ(first.TryAcquire(), S_FALSE);
-}
-
-TEST(CNamedMutex, StopEventEndsTheWait) {
-    const std::string name = UniqueName("stop");
-    CNamedMutex holder(name), waiter(name);
-    ASSERT_EQ(holder.Acquire(nullptr), S_OK);
-    CUManualResetEvent stop;
-    HRESULT got = E_FAIL;
-    std::thread thread([&] { got = waiter.Acquire(&stop); });
-    stop.Set();
-    thread.join();
-    EXPECT_EQ(got, S_FALSE);
-    EXPECT_FALSE(waiter.IsHeld());
-    EXPECT_FALSE(waiter.Release());  // not the owner: fails quietly
-    EXPECT_EQ(waiter.TryAcquire(), S_FALSE);
+// A second holder waits until the first releases, or until its stop event ends the wait.
+TEST(CNamedMutex, SecondHolderWaitsUntilReleaseOrStop) {
+    for (const bool stopped : {false, true}) {
+        const std::string name = UniqueName(stopped ? "stop" : "release");
+        CNamedMutex first(name), second(name);
+        ASSERT_TRUE(first.IsValid());
+        ASSERT_EQ(first.Acquire(nullptr), S_OK);
+        EXPECT_EQ(second.TryAcquire(), S_FALSE);
+        CUManualResetEvent stop;
+        HRESULT got = E_FAIL;
+        std::thread waiter([&] { got = second.Acquire(&stop); });
+        if (stopped) {
+            stop.Set();
+        } else {
+            EXPECT_TRUE(first.Release());
+            EXPECT_FALSE(first.Release());
+        }
+        waiter.join();
+        EXPECT_EQ(got, stopped ? S_FALSE : S_OK);
+        EXPECT_EQ(second.IsHeld(), !stopped);
+        EXPECT_FALSE(stopped && second.Release());  // not the owner: fails quietly
+        EXPECT_EQ((stopped ? second : first).TryAcquire(), S_FALSE);
+    }
 }
 
 TEST(CNamedMutex, DeathOfTheHoldingProcessReleases) {
