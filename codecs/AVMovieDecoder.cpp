@@ -37,6 +37,8 @@ constexpr uint32_t kMaxSide = 8192;
 // Bytes of slack behind the converted picture: libswscale's vector code may store a little past
 // the end of a row.
 constexpr size_t kConverterSlack = 256;
+// Rows and buffers at this alignment take libswscale's vector code, as ffmpeg's own buffers do.
+constexpr size_t kRowAlignment = 16;
 // Errors of damaged pictures passed over in one attempt to take a picture out.
 constexpr int kMaxReceiveErrors = 64;
 
@@ -259,9 +261,31 @@ bool AVMovieDecoder::Write(const AVFrame& frame, uint8_t* output, uint32_t outpu
         frame.color_range == AVCOL_RANGE_JPEG || PlainFormat(frame.format) != frame.format;
     if (!PrepareConverter(frame, fullRange)) return false;
 
-    // The full-size picture in the output format, rows aligned for libswscale.
     const size_t fullWidth = static_cast<size_t>(frame.width);
     const size_t fullHeight = static_cast<size_t>(frame.height);
+    const size_t rowBytes = width * pixelBytes;
+
+    // A full-size picture with aligned rows goes straight into the output: the output buffers are
+    // far larger than a picture, so libswscale's slack behind the last row is there too.
+    const bool direct = m_config.pictureScale == 0 && width == fullWidth &&
+                        height == fullHeight && rowBytes % kRowAlignment == 0 &&
+                        reinterpret_cast<uintptr_t>(output) % kRowAlignment == 0 &&
+                        outputSize - size >= kConverterSlack;
+    if (direct) {
+        uint8_t* planes[4] = {output, nullptr, nullptr, nullptr};
+        const int strides[4] = {static_cast<int>(rowBytes), 0, 0, 0};
+        if (sws_scale(m_sws, frame.data, frame.linesize, 0, frame.height, planes, strides) !=
+            frame.height)
+            return false;
+        if (!yuy2)
+            for (size_t i = 3; i < size; i += 4) output[i] = 0xFF;
+        *written = static_cast<uint32_t>(size);
+        m_pictureFlags = fullRange ? 1 : 0;
+        return true;
+    }
+
+    // Otherwise the full-size picture in the output format first, rows aligned for libswscale,
+    // then sampled or copied into the output.
     m_fullStride = (fullWidth * pixelBytes + 63) & ~size_t{63};
     m_full.resize(m_fullStride * fullHeight + kConverterSlack);
     uint8_t* planes[4] = {m_full.data(), nullptr, nullptr, nullptr};
@@ -271,7 +295,6 @@ bool AVMovieDecoder::Write(const AVFrame& frame, uint8_t* output, uint32_t outpu
         return false;
 
     const size_t factor = size_t{1} << m_config.pictureScale;
-    const size_t rowBytes = width * pixelBytes;
     for (size_t y = 0; y < height; ++y) {
         const uint8_t* from = m_full.data() + std::min(factor * y, fullHeight - 1) * m_fullStride;
         uint8_t* to = output + y * rowBytes;
