@@ -128,15 +128,16 @@ struct Graph {
 TEST(BaseRendererTest, RendersInOrderNoEarlierThanTheirTimeThenCompletesOnce) {
     Graph graph(5, 20 * kMs, 10 * kMs);
     graph.Pause();
-    graph.Run(0);
+    graph.Run(200 * kMs);  // the held first sample waits for its time
     EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
     EXPECT_EQ(graph.renderer->Values(), Counting(0, 5));  // all rendered before EC_COMPLETE
     for (const Rendered& r : graph.renderer->Renders()) EXPECT_GE(r.at, r.start);
-    // Each sample that waited for its time told upstream it was early, none that it was late.
-    for (const Quality& q : graph.out()->Messages()) {
-        EXPECT_EQ(q.Type, Famine);
-        EXPECT_LE(q.Late, 0);
-    }
+    // Each sample tells upstream once: early when it waited for its time, late when it arrived
+    // after it (a busy machine can stall the source for longer than a step).
+    const std::vector<Quality> messages = graph.out()->Messages();
+    ASSERT_EQ(messages.size(), 5u);
+    EXPECT_EQ(messages[0].Type, Famine);
+    for (const Quality& q : messages) EXPECT_EQ(q.Type, q.Late < 0 ? Famine : Flood);
     EXPECT_EQ(graph.NextEvent(0), 0);  // once
 }
 
