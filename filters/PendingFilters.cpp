@@ -27,14 +27,6 @@ CUnknown* CreateAudioLevelRendererMXF(IUnknown*, HRESULT* phr) {
     return NotBuiltYet("CAudioLevelRenderer", phr);
 }
 
-CUnknown* CreateMovieResizeFilter(IUnknown*, HRESULT* phr) {
-    return NotBuiltYet("CMovieResizeFilter", phr);
-}
-
-CUnknown* CreateConvertFilter(IUnknown*, HRESULT* phr) {
-    return NotBuiltYet("CConvertFilter", phr);
-}
-
 CUnknown* CreateAudioLevelRendererMP4(IUnknown*, HRESULT* phr) {
     return NotBuiltYet("CAudioLevelRenderer", phr);
 }
