@@ -7,7 +7,7 @@ packages=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libcli11-dev nlohmann-json3-dev libpng-dev
   libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
-  ffmpeg mediainfo
+  ffmpeg mediainfo sox
 )
 
 missing=()
