@@ -355,42 +355,28 @@ struct LookRow {
     bool withPictureBit;
 };
 
+// clang-format off
 constexpr LookRow kLookTable[] = {
-    {0x00A, Lookup::Lut3D, 24, Matrix::Bt709, PreScale::None, OutputStage::Range709, kYuvLayouts,
-     true},
-    {0x011, Lookup::Lut3D, 36, Matrix::Bt709, PreScale::None, OutputStage::Range709, kYuvLayouts,
-     true},
-    {0x01A, Lookup::Lut3D, 38, Matrix::Bt709, PreScale::None, OutputStage::Range709, kYuvLayouts,
-     true},
-    {0x030, Lookup::Lut3D, 35, Matrix::Bt2020, PreScale::None, OutputStage::Range2020, kYuvLayouts,
-     false},
-    {0x037, Lookup::Lut3D, 32, Matrix::Bt2020, PreScale::None, OutputStage::Range2020, kYuvLayouts,
-     false},
-    {0x03A, Lookup::Lut3D, 26, Matrix::Bt2020, PreScale::None, OutputStage::Range2020, kYuvLayouts,
-     true},
-    {0x03B, Lookup::Lut3D, 30, Matrix::Bt2020, PreScale::None, OutputStage::Range2020, kYuvLayouts,
-     false},
-    {0x03C, Lookup::Lut3D, 33, Matrix::Bt2020, PreScale::None, OutputStage::Range2020, kYuvLayouts,
-     false},
-    {0x03D, Lookup::Lut3D, 28, Matrix::Bt2020, PreScale::None, OutputStage::Range2020, kYuvLayouts,
-     false},
-    {0x110, Lookup::Lut3D, 37, Matrix::Bt709, PreScale::Scale238, OutputStage::None, kAllLayouts,
-     true},
-    {0x200, Lookup::Lut3D, 25, Matrix::Bt709, PreScale::Scale238, OutputStage::None, kAllLayouts,
-     true},
-    {0x210, Lookup::Lut3D, 39, Matrix::Bt709, PreScale::Scale238, OutputStage::None, kAllLayouts,
-     true},
-    {0x230, Lookup::Lut3D, 27, Matrix::Bt2020, PreScale::Scale238, OutputStage::None, kAllLayouts,
-     true},
-    {0x330, Lookup::Lut3D, 29, Matrix::Bt2020, PreScale::Scale219, OutputStage::None, kAllLayouts,
-     true},
-    {0x430, Lookup::Lut3D, 31, Matrix::Bt2020, PreScale::Scale219, OutputStage::None, kAllLayouts,
-     true},
-    {0x530, Lookup::Lut3D, 34, Matrix::Bt2020, PreScale::Scale219, OutputStage::None, kAllLayouts,
-     true},
-    {0x6F0, Lookup::Curve1D, 0, Matrix::Bt2020, PreScale::None, OutputStage::Range2020, kAllLayouts,
-     true},
+    // pair  look-up          LUT  matrix          pre-scale           output                  layouts      picture bit
+    {0x00A, Lookup::Lut3D,   24, Matrix::Bt709,  PreScale::None,     OutputStage::Range709,  kYuvLayouts, true},
+    {0x011, Lookup::Lut3D,   36, Matrix::Bt709,  PreScale::None,     OutputStage::Range709,  kYuvLayouts, true},
+    {0x01A, Lookup::Lut3D,   38, Matrix::Bt709,  PreScale::None,     OutputStage::Range709,  kYuvLayouts, true},
+    {0x030, Lookup::Lut3D,   35, Matrix::Bt2020, PreScale::None,     OutputStage::Range2020, kYuvLayouts, false},
+    {0x037, Lookup::Lut3D,   32, Matrix::Bt2020, PreScale::None,     OutputStage::Range2020, kYuvLayouts, false},
+    {0x03A, Lookup::Lut3D,   26, Matrix::Bt2020, PreScale::None,     OutputStage::Range2020, kYuvLayouts, true},
+    {0x03B, Lookup::Lut3D,   30, Matrix::Bt2020, PreScale::None,     OutputStage::Range2020, kYuvLayouts, false},
+    {0x03C, Lookup::Lut3D,   33, Matrix::Bt2020, PreScale::None,     OutputStage::Range2020, kYuvLayouts, false},
+    {0x03D, Lookup::Lut3D,   28, Matrix::Bt2020, PreScale::None,     OutputStage::Range2020, kYuvLayouts, false},
+    {0x110, Lookup::Lut3D,   37, Matrix::Bt709,  PreScale::Scale238, OutputStage::None,      kAllLayouts, true},
+    {0x200, Lookup::Lut3D,   25, Matrix::Bt709,  PreScale::Scale238, OutputStage::None,      kAllLayouts, true},
+    {0x210, Lookup::Lut3D,   39, Matrix::Bt709,  PreScale::Scale238, OutputStage::None,      kAllLayouts, true},
+    {0x230, Lookup::Lut3D,   27, Matrix::Bt2020, PreScale::Scale238, OutputStage::None,      kAllLayouts, true},
+    {0x330, Lookup::Lut3D,   29, Matrix::Bt2020, PreScale::Scale219, OutputStage::None,      kAllLayouts, true},
+    {0x430, Lookup::Lut3D,   31, Matrix::Bt2020, PreScale::Scale219, OutputStage::None,      kAllLayouts, true},
+    {0x530, Lookup::Lut3D,   34, Matrix::Bt2020, PreScale::Scale219, OutputStage::None,      kAllLayouts, true},
+    {0x6F0, Lookup::Curve1D,  0, Matrix::Bt2020, PreScale::None,     OutputStage::Range2020, kAllLayouts, true},
 };
+// clang-format on
 
 // Classes of the look table; the picture-bit ones take only the rows marked for them.
 constexpr uint32_t kLookClasses[] = {0x03, 0x05, 0x06, 0x13, 0x15, 0x16};
@@ -423,12 +409,12 @@ uint32_t MakeKernelKey(const MatchingParameters& p) {
         }
     }
     if (p.sourceGamut == 3 && p.targetGamut == 3) key |= kGamut3To3;
-    if (const ClassCode* c = FindRow(kClassCodes, [&](const ClassCode& c) {
+    if (const ClassCode* code = FindRow(kClassCodes, [&](const ClassCode& c) {
             return c.outputMode == p.outputMode && c.outputDepth == p.outputDepth &&
                    TargetGammaMatches(c.targetGamma, p.targetGamma);
         })) {
         const bool boosted = p.sourceGamma == 16 || p.sourceGamma == 17;
-        key |= (boosted ? c->classFromGamma16Or17 : c->kernelClass) << 16;
+        key |= (boosted ? code->classFromGamma16Or17 : code->kernelClass) << 16;
     }
     if (p.pictureFlag != 0) key |= kPictureBit;
     return key;
@@ -442,7 +428,7 @@ KernelPlan PlanKernel(uint32_t key) {
     if (cls == nullptr || parts.layout == InputLayout::None) return {};
 
     if (parts.pair == 0) return BasePlan(*cls, cls->pair0, Matrix::Bt709, parts.layout, true);
-    if (parts.pair == 0x0F0) {
+    if (parts.pair == kGamut3To3 >> 4) {
         return BasePlan(*cls, cls->pair0F0, Matrix::Bt2020, parts.layout, false);
     }
     switch (cls->transitions) {
