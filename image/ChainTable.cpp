@@ -58,21 +58,21 @@ void FillLumaRange(const Job& job, unsigned first, unsigned end) {
 
 }  // namespace
 
-bool FillChainTable(const KernelPlan& chain, uint8_t* table) {
-    return FillChainTable(chain, GatherInputs(chain), table);
+void FillChainTable(const KernelPlan& chain, uint8_t* table) {
+    FillChainTable(chain, GatherInputs(chain), table);
 }
 
-bool FillChainTable(const KernelPlan& chain, const KernelInputs& inputs, uint8_t* table) {
+void FillChainTable(const KernelPlan& chain, const KernelInputs& inputs, uint8_t* table) {
     if (chain.kind != KernelKind::FloatChain || chain.layout != InputLayout::Yuy2 ||
         table == nullptr) {
-        return false;
+        return;
     }
     Job job;
     job.stages = scalar::Stages(chain);
     job.data = chain.lookup == Lookup::Lut3D     ? inputs.lut
                : chain.lookup == Lookup::Curve1D ? inputs.curve
                                                  : nullptr;
-    if (job.stages.lookup != nullptr && job.data == nullptr) return false;
+    if (job.stages.lookup != nullptr && job.data == nullptr) return;
     switch (chain.matrix) {
         case Matrix::Bt709:
             job.matrix = stages::YuvMatrix<Depth8, stages::Bt709>::Apply;
@@ -81,7 +81,7 @@ bool FillChainTable(const KernelPlan& chain, const KernelInputs& inputs, uint8_t
             job.matrix = stages::YuvMatrix<Depth8, stages::Bt2020>::Apply;
             break;
         case Matrix::None:
-            return false;
+            return;
     }
     job.pack = chain.order == PixelOrder::Bgr0 ? Pack3<true> : Pack3<false>;
     job.table = table;
@@ -100,7 +100,6 @@ bool FillChainTable(const KernelPlan& chain, const KernelInputs& inputs, uint8_t
     }
     FillLumaRange(job, 0, std::min(per, kValues));
     for (std::thread& worker : workers) worker.join();
-    return true;
 }
 
 }  // namespace image

@@ -1,11 +1,12 @@
-// FillChainTable: synthesizes a 48 MiB file table (256 × 256 × 256 entries of 3 bytes, entry of
-// Y, Cb, Cr at TableOffset) from a FloatChain plan, for a table file that is absent from disk. Each
-// entry is what the chain gives for that one 8-bit 4:2:2 pixel (no chroma averaging), packed in the
-// plan's order without a fourth byte.
+// FillChainTable: a 48 MiB table of the file-table layout computed from a float chain, for a
+// table whose file is absent. The entry of (Y, Cb, Cr), at TableOffset(Y, Cb, Cr), holds the
+// packed bytes that the FloatChain plan `chain` gives for that one 8-bit 4:2:2 pixel (its own
+// chroma, no averaging), in the plan's order without a fourth byte. The work is split over the
+// processors this process may use; the call returns when the table is complete. `table` holds
+// kTableBytes bytes, owned by the caller. Safe from any thread.
 //
-// The caller owns `table` (kTableBytes). The work is split over the processors; the call returns
-// when the table is complete. Safe from any thread; a plan that is not a runnable 8-bit 4:2:2 float
-// chain (or whose LUT is missing) leaves the table untouched and gives false.
+// A plan that is not an 8-bit 4:2:2 float chain with a matrix, or whose look-up data is missing,
+// leaves the table untouched.
 #pragma once
 
 #include <cstdint>
@@ -15,9 +16,9 @@
 
 namespace image {
 
-bool FillChainTable(const KernelPlan& chain, uint8_t* table);
+void FillChainTable(const KernelPlan& chain, uint8_t* table);
 
-// The same with the look-up data given (tests feed their own LUT).
-bool FillChainTable(const KernelPlan& chain, const KernelInputs& inputs, uint8_t* table);
+// The same with the look-up data given rather than gathered (tests feed their own LUT).
+void FillChainTable(const KernelPlan& chain, const KernelInputs& inputs, uint8_t* table);
 
 }  // namespace image
