@@ -3,21 +3,19 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <filesystem>
 #include <fstream>
-#include <system_error>
+
+#include "platform/DisplayLuminance.h"
+#include "platform/ModulePath.h"
 
 namespace {
 
 std::atomic<int32_t> soundDeviceOverride{-1};
-std::atomic<uint32_t> peakLuminance{0};
 
 }  // namespace
 
 std::string CSystemInfo::ModulePath() {
-    std::error_code error;
-    std::filesystem::path path = std::filesystem::read_symlink("/proc/self/exe", error);
-    return error ? std::string() : path.string();
+    return platform::ModuleFilePath();
 }
 
 uint32_t CSystemInfo::SoundOutputDeviceCount() {
@@ -42,12 +40,12 @@ uint32_t CSystemInfo::CountPlaybackDevices(std::istream& pcmListing) {
 }
 
 uint32_t CSystemInfo::DisplayPeakLuminance() {
-    const uint32_t nits = peakLuminance.load();
+    const uint32_t nits = platform::DisplayPeakLuminance();
     return nits == 0 ? kDefaultPeakLuminance : nits;
 }
 
 void CSystemInfo::SetDisplayPeakLuminance(uint32_t nits) {
-    peakLuminance.store(nits);
+    platform::SetDisplayPeakLuminance(nits);
 }
 
 uint64_t CSystemInfo::PhysicalMemoryBytes() {

@@ -4,8 +4,9 @@
 // - SoundOutputDeviceCount (and waveOutGetNumDevs): the host's override if it set one, else the
 //   number of ALSA playback devices in /proc/asound/pcm (0 when that file is missing). The CLI's
 //   WAV sink counts as a device, so the host sets the override when it writes one; tests set it.
-// - DisplayPeakLuminance: 1000 unless the host gave a non-zero value (a display reporting 0 keeps
-//   1000); Linux has no general way to ask the display.
+// - DisplayPeakLuminance: 1000 unless the host or QVFLTS_DISPLAY_NITS gave a non-zero value
+//   (platform/DisplayLuminance.h; a display reporting 0 keeps 1000); Linux has no general way
+//   to ask the display.
 // - PhysicalMemoryBytes: from sysconf; 0 if unknown.
 // Threads: every function may be called from any thread; the host values are atomics, and a
 // change is seen by calls that start after it.
