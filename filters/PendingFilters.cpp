@@ -11,10 +11,6 @@ CUnknown* NotBuiltYet(const char* className, HRESULT* phr) {
 
 }  // namespace
 
-CUnknown* CreateTimecodeRenderer(IUnknown*, HRESULT* phr) {
-    return NotBuiltYet("CTimecodeRenderer", phr);
-}
-
 CUnknown* CreateSoundMixerFilter(IUnknown*, HRESULT* phr) {
     return NotBuiltYet("CSoundMixerFilter", phr);
 }
@@ -29,10 +25,6 @@ CUnknown* CreateAudioLevelRendererMXF(IUnknown*, HRESULT* phr) {
 
 CUnknown* CreateAudioLevelRendererMP4(IUnknown*, HRESULT* phr) {
     return NotBuiltYet("CAudioLevelRenderer", phr);
-}
-
-CUnknown* CreateMP4TimecodeRenderer(IUnknown*, HRESULT* phr) {
-    return NotBuiltYet("MP4TimecodeRenderer", phr);
 }
 
 CUnknown* CreateSoundSplitterFilterMP4(IUnknown*, HRESULT* phr) {
