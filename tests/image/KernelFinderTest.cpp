@@ -2,6 +2,7 @@
 // here from the tables themselves, against the plans that the finders give; every other key gets
 // the zero-fill plan (first table) or nothing (look table).
 #include "image/KernelFinder.h"
+#include "image/RowKernel.h"
 
 #include <gtest/gtest.h>
 
@@ -353,6 +354,21 @@ TEST(KernelTables, HoldNoOtherKeys) {
     for (uint32_t high : {0x200000u, 0x80000000u, 0xFFFFFFFFu}) {
         EXPECT_EQ(PlanKernel(high | 0x60001), KernelPlan{});
         EXPECT_EQ(PlanLookKernel(high | 0x64301), std::nullopt);
+    }
+}
+
+// The finders hand out the kernels of these plans: never null from the first table, null from the
+// look table where it holds nothing.
+TEST(KernelTables, FindersCarryThePlans) {
+    for (uint32_t key : {0x60021u, 0x160021u, 0x64301u, 0x80009u, 0x66F01u, 0x166F0Cu, 0x30F04u}) {
+        const RowKernel kernel = FindKernel(key);
+        ASSERT_TRUE(kernel) << std::hex << key;
+        EXPECT_EQ(kernel.Plan(), PlanKernel(key));
+        const RowKernel look = FindLookKernel(key);
+        EXPECT_EQ(bool(look), PlanLookKernel(key).has_value()) << std::hex << key;
+        if (look) {
+            EXPECT_EQ(look.Plan(), *PlanLookKernel(key));
+        }
     }
 }
 
