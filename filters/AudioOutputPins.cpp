@@ -104,8 +104,11 @@ unsigned __int128 Duration(unsigned __int128 bytes, uint32_t channels, uint32_t 
 
 }  // namespace
 
-PacketTimes Times(int64_t packetBytes, uint64_t size, int64_t n, uint32_t channels, uint32_t bits,
-                  uint32_t rate) {
+PacketTimes Stamp(int32_t& packetBytes, uint64_t size, int64_t n, bool lastSent, uint32_t channels,
+                  uint32_t bits, uint32_t rate) {
+    if (!lastSent)
+        packetBytes =
+            size > static_cast<uint64_t>(INT32_MAX) ? INT32_MAX : static_cast<int32_t>(size);
     PacketTimes times;
     if (channels == 0 || bits == 0 || rate == 0 || packetBytes < 0 || n < 0) return times;
     const unsigned __int128 start =
@@ -238,15 +241,9 @@ void MP4AudioOutputPin::StampTimes(IMediaSample* sample, const FrameElementLayou
         MP4ParserOutputPin::StampTimes(sample, layout);
         return;
     }
-    const uint64_t size = layout.soundSize[0];
-    // The last packet is usually short: the ones before it set the pace of the start times.
-    if (!m_bLastFrameSent)
-        m_cbAudioPacket =
-            size > static_cast<uint64_t>(INT32_MAX) ? INT32_MAX : static_cast<int32_t>(size);
-    const uint32_t channels = m_pStreamManager->GetAudioChannels();
-    const uint32_t bits = m_pStreamManager->GetAudioBitDepth();
-    const uint32_t rate = m_pStreamManager->GetAudioSampleRate();
-    aac_timing::PacketTimes times =
-        aac_timing::Times(m_cbAudioPacket, size, m_nFramesSent, channels, bits, rate);
+    aac_timing::PacketTimes times = aac_timing::Stamp(
+        m_cbAudioPacket, layout.soundSize[0], m_nFramesSent, m_bLastFrameSent != 0,
+        m_pStreamManager->GetAudioChannels(), m_pStreamManager->GetAudioBitDepth(),
+        m_pStreamManager->GetAudioSampleRate());
     sample->SetTime(&times.start, &times.stop);
 }

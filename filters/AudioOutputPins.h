@@ -50,12 +50,13 @@ struct PacketTimes {
     REFERENCE_TIME start = 0, stop = 0;
 };
 
-// Times of AAC packet `n` of `size` decoded bytes when the packets before it have
-// `packetBytes` each: start = packetBytes x n x 8 s / (channels x bits x rate), stop = start + the
-// same for `size`, in 100-ns units, each division truncating in turn. Zero channels, bits or rate
-// give 0 and 0. Saturates instead of overflowing.
-PacketTimes Times(int64_t packetBytes, uint64_t size, int64_t n, uint32_t channels, uint32_t bits,
-                  uint32_t rate);
+// Times of AAC packet `n` (counted from the start of the run) of `size` decoded bytes. Unless the
+// clip's last packet went out already (`lastSent`), `packetBytes` becomes `size` first: the short
+// last packet is timed by the size of the packets before it. start = packetBytes x n x 8 s /
+// (channels x bits x rate), stop = start + the same for `size`, in 100-ns units, each division
+// truncating in turn. Zero channels, bits or rate give 0 and 0. Saturates instead of overflowing.
+PacketTimes Stamp(int32_t& packetBytes, uint64_t size, int64_t n, bool lastSent, uint32_t channels,
+                  uint32_t bits, uint32_t rate);
 
 // The packet that holds the seek position `startFrame` (a frame of the video rate `rate`) when a
 // packet lasts `packetDuration` units of `timeScale`: floor(startFrame x den x timeScale / (num x

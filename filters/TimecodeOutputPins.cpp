@@ -52,6 +52,7 @@ HRESULT MXFTimecodeOutputPin::FillSampleData(IMediaSample* sample, const uint8_t
                                              const FrameElementLayout& layout, int64_t,
                                              bool* skip) {
     *skip = false;
+    if (!sample || !buffer) return E_FAIL;
     uint8_t* data = nullptr;
     HRESULT hr = sample->GetPointer(&data);
     if (FAILED(hr)) return hr;

@@ -7,6 +7,8 @@ set(QV_THREADED_TESTS
   SampleQueueTest
   PipelineWorkerTest
   DecodeFilterTest
+  TimecodeRendererTest
+  AudioPinTest
 )
 # Test files that compare with independent tools.
 set(QV_ORACLE_TESTS

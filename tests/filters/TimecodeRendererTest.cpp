@@ -1,0 +1,505 @@
+// The timecode renderers: what they post to the host for each sample (timecode, then metadata
+// with the ancillary bytes), what they refuse, what a damaged sample leaves, and the MXF renderer
+// behind a parser playing a synthesized clip: one message pair per frame in order, the seek
+// target shown at once while paused, and the messages following the picture's jumps.
+#include "filters/TimecodeRenderer.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "filters/FilterCreators.h"
+#include "filters/FilterIds.h"
+#include "filters/MP4TimecodeRenderer.h"
+#include "filters/MetaDataMessage.h"
+#include "support/ByteWriter.h"
+#include "support/ParserGraph.h"
+#include "tools/qvclip/synth/Timecode.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+constexpr UINT kTimecodeMessage = 0x8001, kMetaDataMessage = 0x8002;
+
+// One message as the host saw it; a metadata message's blocks are read and freed on arrival.
+struct Posted {
+    UINT message = 0;
+    WPARAM wParam = 0;
+    LPARAM lParam = 0;
+    uint32_t number = 0;     // metadata: the u32 that wParam points to
+    Bytes block;             // metadata: the record's bytes
+    bool nullBlock = false;  // metadata: the record's block pointer was null
+};
+
+Posted Take(const MSG& m) {
+    Posted p{m.message, m.wParam, m.lParam, 0, {}, false};
+    if (m.message == kMetaDataMessage) {
+        p.number = MetaDataMessageNumber(m.wParam);
+        const MetaDataRecord* record = MetaDataMessageRecord(m.lParam);
+        p.nullBlock = record->block == nullptr;
+        if (record->block) p.block.assign(record->block, record->block + record->size);
+        FreeMetaDataMessage(m.wParam, m.lParam);
+    }
+    return p;
+}
+
+// A host window: a registered queue whose leftover messages are freed when it goes.
+struct HostQueue {
+    HWND hwnd = RegisterMessageWindow();
+    ~HostQueue() {
+        for (const MSG& m : UnregisterMessageWindow(hwnd)) Take(m);
+    }
+    std::optional<Posted> Next() {
+        MSG m;
+        if (!CMessageWindows::GetMessage(hwnd, &m, std::chrono::seconds(60))) return std::nullopt;
+        return Take(m);
+    }
+    std::vector<Posted> Drain() {
+        std::vector<Posted> all;
+        MSG m;
+        while (CMessageWindows::PeekMessage(hwnd, &m)) all.push_back(Take(m));
+        return all;
+    }
+};
+
+// A sample over bytes the test owns.
+struct OwnedSample {
+    explicit OwnedSample(Bytes data)
+        : bytes(std::move(data)),
+          sample("test sample", nullptr, bytes.data(), static_cast<int32_t>(bytes.size())) {}
+    Bytes bytes;
+    CMediaSample sample;
+};
+
+// The MXF timecode sample: u64 S, the system item, u64 A, the ancillary bytes.
+Bytes MXFSample(const Bytes& system, const Bytes& ancillary) {
+    return qvtest::ByteWriter()
+        .U32LE(static_cast<uint32_t>(system.size()))
+        .U32LE(0)
+        .Bytes(system)
+        .U32LE(static_cast<uint32_t>(ancillary.size()))
+        .U32LE(0)
+        .Bytes(ancillary)
+        .Data();
+}
+
+// A system metadata pack whose user stamp holds the timecode, as SMPTE 12M BCD bytes.
+Bytes SystemItem(uint8_t h, uint8_t m, uint8_t s, uint8_t f, bool drop) {
+    auto bcd = [](uint8_t v) { return static_cast<uint8_t>((v / 10) << 4 | v % 10); };
+    Bytes pack(57, 0);
+    pack[40] = 0x81;  // the user stamp is a timecode
+    pack[41] = static_cast<uint8_t>(bcd(f) | (drop ? 0x40 : 0));
+    pack[42] = bcd(s);
+    pack[43] = bcd(m);
+    pack[44] = bcd(h);
+    return pack;
+}
+
+uint32_t Packed(uint32_t h, uint32_t m, uint32_t s, uint32_t f) {
+    return h | m << 8 | s << 16 | f << 24;
+}
+
+template <class Renderer>
+struct Made {
+    explicit Made(CUnknown* (*create)(IUnknown*, HRESULT*)) {
+        r = static_cast<Renderer*>(create(nullptr, &hr));
+        if (r) r->NonDelegatingAddRef();
+    }
+    ~Made() {
+        if (r) r->NonDelegatingRelease();
+    }
+    // Both messages to `queue`.
+    void Aim(const HostQueue& queue) {
+        r->SetTimecodeWindow(queue.hwnd, kTimecodeMessage);
+        ASSERT_EQ(r->SetMetaDataWindow(queue.hwnd, kMetaDataMessage), S_OK);
+    }
+    HRESULT hr = S_OK;
+    Renderer* r = nullptr;
+};
+
+TEST(TimecodeRendererTest, PostsTheTimecodeThenTheAncillaryBytesOfEachSample) {
+    Made<CTimecodeRenderer> made(CreateTimecodeRenderer);
+    ASSERT_EQ(made.hr, S_OK);
+    HostQueue queue;
+    made.Aim(queue);
+    const Bytes ancillary = {1, 2, 3, 4, 5};
+    // With and without ancillary bytes: the metadata message comes either way.
+    for (const Bytes& a : {ancillary, Bytes{}}) {
+        OwnedSample s(MXFSample(SystemItem(10, 20, 30, 12, a.empty()), a));
+        ASSERT_EQ(made.r->DoRenderSample(&s.sample), S_OK);
+        const std::vector<Posted> got = queue.Drain();
+        ASSERT_EQ(got.size(), 2u);
+        EXPECT_EQ(got[0].message, kTimecodeMessage);
+        EXPECT_EQ(got[0].wParam, a.empty() ? 1u : 0u);  // drop frame
+        EXPECT_EQ(static_cast<uint32_t>(got[0].lParam), Packed(10, 20, 30, 12));
+        EXPECT_EQ(got[1].message, kMetaDataMessage);
+        EXPECT_EQ(got[1].number, kMetaDataMessage);
+        EXPECT_EQ(got[1].block, a);
+        EXPECT_EQ(got[1].nullBlock, a.empty());
+    }
+    TimecodeInfoEX now;
+    made.r->GetTimecode(now);
+    EXPECT_EQ(now.hours, 10);
+    EXPECT_EQ(now.minutes, 20);
+    EXPECT_EQ(now.seconds, 30);
+    EXPECT_EQ(now.frames, 12);
+    EXPECT_EQ(now.dropFrame, 1);
+    EXPECT_TRUE(made.r->GetAnalyzedData());
+    EXPECT_EQ(made.r->DoRenderSample(nullptr), E_POINTER);
+}
+
+// Samples that give no message: the last frame's timecode and analysis stay.
+struct Damaged {
+    const char* name;
+    Bytes bytes;
+};
+
+Bytes WithSize(Bytes sample, size_t at, uint64_t value) {
+    std::memcpy(sample.data() + at, &value, 8);
+    return sample;
+}
+
+const Bytes kGood = MXFSample(SystemItem(1, 2, 3, 4, false), {9, 9});
+
+std::vector<Damaged> DamagedSamples() {
+    return {
+        {"SystemItemTheAnalyserRejects", MXFSample(Bytes(57, 0), {7})},
+        {"EmptySystemItem", MXFSample({}, {})},
+        {"SystemSizePastTheEnd", WithSize(kGood, 0, 58)},
+        {"HugeSystemSize", WithSize(kGood, 0, ~0ull)},
+        {"AncillarySizePastTheEnd", WithSize(kGood, 8 + 57, 3)},
+        {"HugeAncillarySize", WithSize(kGood, 8 + 57, ~0ull - 20)},
+        {"ShorterThanTheSizes", Bytes(15, 0)},
+    };
+}
+
+class DamagedSampleTest : public testing::TestWithParam<Damaged> {};
+
+TEST_P(DamagedSampleTest, PostsNothingAndKeepsTheLastFrame) {
+    Made<CTimecodeRenderer> made(CreateTimecodeRenderer);
+    HostQueue queue;
+    made.Aim(queue);
+    OwnedSample good(kGood);
+    ASSERT_EQ(made.r->DoRenderSample(&good.sample), S_OK);
+    ASSERT_EQ(queue.Drain().size(), 2u);
+    const CUSharedPtr<CMBXAnalyzeSystemItemData> before = made.r->GetAnalyzedData();
+
+    OwnedSample bad(GetParam().bytes);
+    EXPECT_EQ(made.r->DoRenderSample(&bad.sample), S_OK);
+    EXPECT_TRUE(queue.Drain().empty());
+    TimecodeInfoEX now;
+    made.r->GetTimecode(now);
+    EXPECT_EQ(Packed(now.hours, now.minutes, now.seconds, now.frames), Packed(1, 2, 3, 4));
+    EXPECT_EQ(made.r->GetAnalyzedData().Get(), before.Get());
+}
+
+INSTANTIATE_TEST_SUITE_P(Samples, DamagedSampleTest, testing::ValuesIn(DamagedSamples()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// Without a window, or with one the host closed, nothing arrives and the blocks are freed (the
+// address sanitizer's leak check holds the renderer to that).
+TEST(TimecodeRendererTest, MessagesWithoutAReceiverAreFreed) {
+    for (bool closed : {false, true}) {
+        Made<CTimecodeRenderer> made(CreateTimecodeRenderer);
+        if (closed) {
+            HWND gone = RegisterMessageWindow();
+            made.r->SetTimecodeWindow(gone, kTimecodeMessage);
+            ASSERT_EQ(made.r->SetMetaDataWindow(gone, kMetaDataMessage), S_OK);
+            UnregisterMessageWindow(gone);
+        }
+        OwnedSample s(kGood);
+        EXPECT_EQ(made.r->DoRenderSample(&s.sample), S_OK);
+        TimecodeInfoEX now;
+        made.r->GetTimecode(now);
+        EXPECT_EQ(now.frames, 4);  // rendered all the same
+    }
+}
+
+TEST(TimecodeRendererTest, RefusesPrerollOtherTypesAndANullWindow) {
+    Made<CTimecodeRenderer> made(CreateTimecodeRenderer);
+    ASSERT_TRUE(made.r);
+    EXPECT_EQ(made.r->ClassId(), CLSID_TimecodeRenderer);
+    OwnedSample s(kGood);
+    EXPECT_EQ(made.r->PrepareReceive(&s.sample), S_OK);
+    s.sample.SetPreroll(true);
+    EXPECT_EQ(made.r->PrepareReceive(&s.sample), VFW_E_SAMPLE_REJECTED);
+
+    EXPECT_EQ(made.r->CheckMediaType(nullptr), E_POINTER);
+    CMediaType type;
+    type.SetType(&MEDIATYPE_MXFTimecode);
+    type.SetSubtype(&MEDIASUBTYPE_PrivateStream);
+    EXPECT_EQ(made.r->CheckMediaType(&type), S_OK);
+    type.SetSubtype(&MEDIASUBTYPE_PCM);
+    EXPECT_EQ(made.r->CheckMediaType(&type), E_INVALIDARG);
+    type.SetType(&MEDIATYPE_MP4Timecode);
+    type.SetSubtype(&MEDIASUBTYPE_PrivateStream);
+    EXPECT_EQ(made.r->CheckMediaType(&type), E_INVALIDARG);
+
+    HostQueue queue;
+    made.Aim(queue);
+    EXPECT_EQ(made.r->SetMetaDataWindow(nullptr, 7), E_POINTER);
+    ASSERT_EQ(made.r->DoRenderSample(&s.sample), S_OK);
+    const std::vector<Posted> got = queue.Drain();
+    ASSERT_EQ(got.size(), 2u);  // the old target kept
+    EXPECT_EQ(got[1].message, kMetaDataMessage);
+
+    EXPECT_EQ(made.r->GetPinCount(), 1);
+    ASSERT_TRUE(made.r->GetPin(0));
+    EXPECT_EQ(std::wstring(made.r->GetPin(0)->Name()), L"Input");
+    EXPECT_EQ(made.r->GetPin(1), nullptr);
+    for (const IID* iid :
+         {&IID_IMSFTimecodeRenderer, &IID_IMSFRealtimeMetaDataRenderer, &IID_IMediaSeeking}) {
+        void* answer = nullptr;
+        ASSERT_EQ(made.r->NonDelegatingQueryInterface(*iid, &answer), S_OK);
+        static_cast<IUnknown*>(answer)->Release();
+    }
+}
+
+TEST(MP4TimecodeRendererTest, FourBytesOrMoreGiveBothMessagesAndFewerNone) {
+    Made<MP4TimecodeRenderer> made(CreateMP4TimecodeRenderer);
+    ASSERT_EQ(made.hr, S_OK);
+    EXPECT_EQ(made.r->ClassId(), CLSID_MP4TimecodeRenderer);
+    HostQueue queue;
+    made.Aim(queue);
+    OwnedSample shortSample({0x11, 0x22, 0x33});
+    ASSERT_EQ(made.r->DoRenderSample(&shortSample.sample), S_OK);
+    EXPECT_TRUE(queue.Drain().empty());
+
+    for (const Bytes& bytes :
+         {Bytes{0x11, 0x22, 0x33, 0x44}, Bytes{0x11, 0x22, 0x33, 0x44, 0x55}}) {
+        OwnedSample s(bytes);
+        ASSERT_EQ(made.r->DoRenderSample(&s.sample), S_OK);
+        const std::vector<Posted> got = queue.Drain();
+        ASSERT_EQ(got.size(), 2u);
+        EXPECT_EQ(got[0].message, kTimecodeMessage);
+        EXPECT_EQ(got[0].wParam, 0u);
+        EXPECT_EQ(static_cast<uint32_t>(got[0].lParam), 0x44332211u);
+        EXPECT_EQ(got[1].message, kMetaDataMessage);
+        EXPECT_EQ(got[1].block, bytes);
+    }
+    TimecodeInfoEX now;
+    made.r->GetTimecode(now);
+    EXPECT_EQ(Packed(now.hours, now.minutes, now.seconds, now.frames), 0u);
+    EXPECT_FALSE(made.r->GetAnalyzedData());
+
+    CMediaType type;
+    type.SetType(&MEDIATYPE_MP4Timecode);
+    type.SetSubtype(&MEDIASUBTYPE_PrivateStream);
+    EXPECT_EQ(made.r->CheckMediaType(&type), S_OK);
+}
+
+// ---- Behind a parser ------------------------------------------------------------------------
+
+// A timecode renderer without a clock (samples render as they come) and with an optional gate
+// that holds each sample back, as a slow clock would.
+class TestTimecodeRenderer : public CTimecodeRenderer {
+public:
+    TestTimecodeRenderer() : CTimecodeRenderer(nullptr, &hr, CLSID_TimecodeRenderer) {}
+    HRESULT SetSyncSource(IReferenceClock*) override {
+        return CTimecodeRenderer::SetSyncSource(nullptr);
+    }
+    HRESULT PrepareReceive(IMediaSample* sample) override {
+        if (gate) gate(sample);
+        return CTimecodeRenderer::PrepareReceive(sample);
+    }
+    HRESULT hr = S_OK;
+    std::function<void(IMediaSample*)> gate;  // set before running
+};
+
+struct ClipRate {
+    const char* name;
+    uint32_t numerator, denominator;
+    const char* start;
+    uint32_t base;
+    bool drop;
+};
+
+synth::SynthOptions Clip(const std::string& dir, const ClipRate& rate, uint32_t frames) {
+    synth::SynthOptions o;
+    o.outDir = dir;
+    o.name = "TIME0001";
+    o.width = 128;
+    o.height = 72;
+    o.frames = frames;
+    o.gop = 12;
+    o.channels = 0;
+    o.rateNumerator = rate.numerator;
+    o.rateDenominator = rate.denominator;
+    o.timecode = rate.start;
+    return o;
+}
+
+// The parser (picture pin connected on request) with the timecode renderer on its timecode pin.
+struct TimecodeGraph {
+    TimecodeGraph(const synth::SynthOptions& o, bool video) : g(o, {video, false, false}) {
+        renderer = new TestTimecodeRenderer;
+        renderer->NonDelegatingAddRef();
+        g.graph.AddFilter(renderer, L"timecode");
+        connected = g.loaded == S_OK && g.connected &&
+                    SUCCEEDED(g.graph.ConnectDirect(g.filter->TimecodePin(), renderer->InputPin(),
+                                                    nullptr));
+        renderer->SetTimecodeWindow(queue.hwnd, kTimecodeMessage);
+        renderer->SetMetaDataWindow(queue.hwnd, kMetaDataMessage);
+    }
+    ~TimecodeGraph() {
+        g.graph.Stop();
+        renderer->NonDelegatingRelease();
+    }
+    HostQueue queue;
+    qvtest::ParserGraph g;
+    TestTimecodeRenderer* renderer = nullptr;
+    bool connected = false;
+};
+
+// Clip frame of a timecode message.
+int64_t FrameOf(const Posted& p, const ClipRate& rate) {
+    const auto l = static_cast<uint32_t>(p.lParam);
+    const synth::Timecode t{l & 0xFF, l >> 8 & 0xFF, l >> 16 & 0xFF, l >> 24};
+    const uint64_t start =
+        synth::Timecode::Parse(rate.start, rate.base, rate.drop)->FrameCount(rate.base, rate.drop);
+    return static_cast<int64_t>(t.FrameCount(rate.base, rate.drop) - start);
+}
+
+// Timecode messages of `got`, each checked to be followed by its metadata message.
+std::vector<int64_t> FramesOf(const std::vector<Posted>& got, const ClipRate& rate) {
+    std::vector<int64_t> frames;
+    for (size_t i = 0; i < got.size(); i += 2) {
+        EXPECT_EQ(got[i].message, kTimecodeMessage);
+        EXPECT_EQ(got[i].wParam, rate.drop ? 1u : 0u);
+        frames.push_back(FrameOf(got[i], rate));
+        if (i + 1 == got.size()) {
+            ADD_FAILURE() << "no metadata message behind the last timecode";
+            break;
+        }
+        EXPECT_EQ(got[i + 1].message, kMetaDataMessage);
+        EXPECT_EQ(got[i + 1].number, kMetaDataMessage);
+        // The test clips carry no ancillary data: a record of size 0 with a null block.
+        EXPECT_TRUE(got[i + 1].nullBlock);
+        EXPECT_TRUE(got[i + 1].block.empty());
+    }
+    return frames;
+}
+
+std::vector<int64_t> Range(int64_t from, int64_t to) {
+    std::vector<int64_t> r;
+    for (int64_t f = from; f < to; ++f) r.push_back(f);
+    return r;
+}
+
+class TimecodePlaybackTest : public testing::TestWithParam<ClipRate> {};
+
+TEST_P(TimecodePlaybackTest, EveryFrameGivesItsTimecodeThenItsMetaData) {
+    qvtest::TempDirectory dir;
+    // At 29.97 the clip crosses a minute, where drop-frame counting skips two numbers.
+    TimecodeGraph t(Clip(dir.root, GetParam(), 12), false);
+    ASSERT_TRUE(t.connected);
+    ASSERT_EQ(t.g.graph.Run(), S_OK);
+    ASSERT_EQ(t.g.graph.WaitForCompletion(60000), S_OK);
+    t.g.graph.Stop();
+    EXPECT_EQ(FramesOf(t.queue.Drain(), GetParam()), Range(0, 12));
+
+    TimecodeInfoEX last;
+    t.renderer->GetTimecode(last);
+    EXPECT_EQ(last.dropFrame, GetParam().drop ? 1 : 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rates, TimecodePlaybackTest,
+                         testing::Values(ClipRate{"At25", 25, 1, "01:00:00:00", 25, false},
+                                         ClipRate{"At2997DropFrame", 30000, 1001, "00:00:59;26", 30,
+                                                  true}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(TimecodeGraphTest, WhilePausedTheSeekTargetShowsAtOnceAndRunDoesNotRepeatIt) {
+    qvtest::TempDirectory dir;
+    const ClipRate rate{"At25", 25, 1, "10:00:00:00", 25, false};
+    TimecodeGraph t(Clip(dir.root, rate, 30), false);
+    ASSERT_TRUE(t.connected);
+    ASSERT_EQ(t.g.graph.Pause(), S_OK);
+    std::optional<Posted> first = t.queue.Next();
+    ASSERT_TRUE(first);
+    EXPECT_EQ(FrameOf(*first, rate), 0);
+    ASSERT_TRUE(t.queue.Next());  // its metadata
+
+    // Seek through the renderer, which passes it up to the parser's pin.
+    void* answer = nullptr;
+    ASSERT_EQ(t.renderer->NonDelegatingQueryInterface(IID_IMediaSeeking, &answer), S_OK);
+    auto* seeking = static_cast<IMediaSeeking*>(answer);
+    ASSERT_EQ(seeking->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
+    int64_t target = 17;  // the key frame before it is 12: no preroll frame shows
+    EXPECT_EQ(seeking->SetPositions(&target, AM_SEEKING_AbsolutePositioning, nullptr, 0), S_OK);
+    seeking->Release();
+    std::optional<Posted> shown = t.queue.Next();
+    ASSERT_TRUE(shown);
+    EXPECT_EQ(FrameOf(*shown, rate), 17);
+    TimecodeInfoEX now;
+    t.renderer->GetTimecode(now);
+    EXPECT_EQ(now.frames, 17);
+    ASSERT_TRUE(t.queue.Next());  // its metadata
+
+    ASSERT_EQ(t.g.graph.Run(), S_OK);
+    ASSERT_EQ(t.g.graph.WaitForCompletion(60000), S_OK);
+    t.g.graph.Stop();
+    EXPECT_EQ(FramesOf(t.queue.Drain(), rate), Range(18, 30));
+}
+
+// Holds the timecode back until the picture of the same frame was shown, as a clock would.
+class Pacer {
+public:
+    void Shown(int64_t frame) {
+        {
+            std::lock_guard<std::mutex> guard(lock);
+            shown = std::max(shown, frame);
+        }
+        changed.notify_all();
+    }
+    void WaitFor(int64_t frame) {
+        std::unique_lock<std::mutex> guard(lock);
+        changed.wait(guard, [&] { return shown >= frame; });
+    }
+
+private:
+    std::mutex lock;
+    std::condition_variable changed;
+    int64_t shown = -1;
+};
+
+TEST(TimecodeGraphTest, MessagesFollowThePicturesJumps) {
+    qvtest::TempDirectory dir;
+    const ClipRate rate{"At25", 25, 1, "01:00:00:00", 25, false};
+    TimecodeGraph t(Clip(dir.root, rate, 120), true);
+    ASSERT_TRUE(t.connected);
+    Pacer pacer;
+    const frame_time::Rate clipRate{25, 1};
+    // Each picture takes as long as three frames last: the picture falls behind and jumps.
+    t.g.video->renderCost = 3 * frame_time::FromFrames(1, clipRate);
+    t.g.video->gate = [&](const qvtest::Delivered& d) {
+        pacer.Shown(frame_time::ToFrames(d.start, clipRate));
+    };
+    t.renderer->gate = [&](IMediaSample* sample) {
+        REFERENCE_TIME start = 0, stop = 0;
+        if (SUCCEEDED(sample->GetTime(&start, &stop)))
+            pacer.WaitFor(frame_time::ToFrames(start, clipRate));
+    };
+    ASSERT_EQ(t.g.graph.Run(), S_OK);
+    std::thread releaser([&] {
+        EXPECT_TRUE(t.g.video->WaitForEnds(1, std::chrono::seconds(120)));
+        pacer.Shown(INT64_MAX);
+    });
+    EXPECT_EQ(t.g.graph.WaitForCompletion(120000), S_OK);
+    releaser.join();
+    t.g.graph.Stop();
+
+    const std::vector<int64_t> frames = FramesOf(t.queue.Drain(), rate);
+    ASSERT_FALSE(frames.empty());
+    EXPECT_LT(frames.size(), 120u);
+    for (size_t i = 1; i < frames.size(); ++i) EXPECT_GT(frames[i], frames[i - 1]);
+    EXPECT_EQ(frames.back(), 119);
+}
+
+}  // namespace
