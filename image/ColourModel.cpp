@@ -25,9 +25,11 @@ namespace image::colour {
 
 namespace {
 
-double OddPow(double x, double p) { return x < 0 ? -std::pow(-x, p) : std::pow(x, p); }
+double OddPow(double x, double p) {
+    return x < 0 ? -std::pow(-x, p) : std::pow(x, p);
+}
 
-// --- BT.709 (ITU-R BT.709-6, part 1, item 1.2) ---
+// --- BT.709 (ITU-R BT.709-6, item 1.2) ---
 constexpr double kRec709Alpha = 1.099, kRec709Beta = 0.018, kRec709Power = 0.45;
 constexpr double kRec709Slope = 4.5;
 
@@ -91,7 +93,7 @@ constexpr Coding kAfterScale238{0.0, 219.0 * 255.0 / 238.0, 255.0};
 constexpr Coding kAfterScale219 = kFull;
 
 enum class Source : uint8_t {
-    Unchanged,   // the gamma stays: the signal is taken as BT.709-coded for the gamut change
+    Unchanged,  // the gamma stays: the signal is taken as BT.709-coded for the gamut change
     Log0,
     Log3,
     Log12,
@@ -113,72 +115,84 @@ struct Recipe {
 
 // Which conversion each LUT number holds; the kernel tables decide which number a key uses.
 constexpr Recipe kRecipes[kModelLuts] = {
-    {Source::HlgDisplay, 0, false, kVideo, kVideo},            // 0
-    {Source::Pq, 0, false, kVideo, kVideo},                    // 1
-    {Source::Unchanged, 4, false, kVideo, kVideo},             // 2
-    {Source::Unchanged, 2, false, kVideo, kVideo},             // 3
-    {Source::Unchanged, 3, false, kVideo, kVideo},             // 4
-    {Source::Log12, 4, false, kVideo, kVideo},                 // 5
-    {Source::Log12, 2, false, kVideo, kVideo},                 // 6
-    {Source::Log12, 3, false, kVideo, kVideo},                 // 7
-    {Source::Log3, 4, false, kVideo, kVideo},                  // 8
-    {Source::Log3, 2, false, kVideo, kVideo},                  // 9
-    {Source::Log3, 3, false, kVideo, kVideo},                  // 10
-    {Source::Log0, 4, false, kVideo, kVideo},                  // 11
-    {Source::Log0, 2, false, kVideo, kVideo},                  // 12
-    {Source::Log0, 3, false, kVideo, kVideo},                  // 13
+    {Source::HlgDisplay, 0, false, kVideo, kVideo},  // 0
+    {Source::Pq, 0, false, kVideo, kVideo},          // 1
+    {Source::Unchanged, 4, false, kVideo, kVideo},   // 2
+    {Source::Unchanged, 2, false, kVideo, kVideo},   // 3
+    {Source::Unchanged, 3, false, kVideo, kVideo},   // 4
+    {Source::Log12, 4, false, kVideo, kVideo},       // 5
+    {Source::Log12, 2, false, kVideo, kVideo},       // 6
+    {Source::Log12, 3, false, kVideo, kVideo},       // 7
+    {Source::Log3, 4, false, kVideo, kVideo},        // 8
+    {Source::Log3, 2, false, kVideo, kVideo},        // 9
+    {Source::Log3, 3, false, kVideo, kVideo},        // 10
+    {Source::Log0, 4, false, kVideo, kVideo},        // 11
+    {Source::Log0, 2, false, kVideo, kVideo},        // 12
+    {Source::Log0, 3, false, kVideo, kVideo},        // 13
     // Gamma 4 is recorded in full range, and one LUT serves all its gamuts: a curve only.
-    {Source::Cine4, 0, false, kFull, kFull},                   // 14
-    {Source::Cine5, 4, false, kVideo, kVideo},                 // 15
-    {Source::Cine5, 2, false, kVideo, kVideo},                 // 16
-    {Source::Cine5, 3, false, kVideo, kVideo},                 // 17
-    {Source::Cine6, 4, false, kVideo, kVideo},                 // 18
-    {Source::Cine6, 2, false, kVideo, kVideo},                 // 19
-    {Source::Cine6, 3, false, kVideo, kVideo},                 // 20
-    {Source::Cine9, 4, false, kVideo, kVideo},                 // 21
-    {Source::HlgDisplay, 3, false, kVideo, kVideo},            // 22
-    {Source::Pq, 3, false, kVideo, kVideo},                    // 23
-    {Source::Log12, 0, true, kVideo, kVideo},                  // 24
-    {Source::Log12, 0, true, kAfterScale238, kFull},           // 25
-    {Source::Log12, 3, true, kVideo, kVideo},                  // 26
-    {Source::Log12, 3, true, kAfterScale238, kFull},           // 27
-    {Source::HlgScene, 3, true, kVideo, kVideo},               // 28
-    {Source::HlgScene, 3, true, kAfterScale219, kFull},        // 29
-    {Source::HlgDisplay, 3, true, kVideo, kVideo},             // 30
-    {Source::HlgDisplay, 3, true, kAfterScale219, kFull},      // 31
-    {Source::Cine6, 3, true, kVideo, kVideo},                  // 32: gamma 1, a member of 6's family
-    {Source::Pq, 3, true, kVideo, kVideo},                     // 33
-    {Source::Pq, 3, true, kAfterScale219, kFull},              // 34
-    {Source::Unchanged, 3, true, kVideo, kVideo},              // 35
-    {Source::Log3, 2, true, kVideo, kVideo},                   // 36
-    {Source::Log3, 2, true, kAfterScale238, kFull},            // 37
-    {Source::Log12, 2, true, kVideo, kVideo},                  // 38
-    {Source::Log12, 2, true, kAfterScale238, kFull},           // 39
-    {Source::HlgScene, 0, false, kVideo, kVideo},              // 40
-    {Source::HlgScene, 3, false, kVideo, kVideo},              // 41
-    {Source::Log3, 0, false, kVideo, kVideo},                  // 42: file table of gamma 3
-    {Source::Log0, 0, false, kVideo, kVideo},                  // 43: file table of gamma 0
-    {Source::Log12, 0, false, kVideo, kVideo},                 // 44: file table of gamma 12
+    {Source::Cine4, 0, false, kFull, kFull},               // 14
+    {Source::Cine5, 4, false, kVideo, kVideo},             // 15
+    {Source::Cine5, 2, false, kVideo, kVideo},             // 16
+    {Source::Cine5, 3, false, kVideo, kVideo},             // 17
+    {Source::Cine6, 4, false, kVideo, kVideo},             // 18
+    {Source::Cine6, 2, false, kVideo, kVideo},             // 19
+    {Source::Cine6, 3, false, kVideo, kVideo},             // 20
+    {Source::Cine9, 4, false, kVideo, kVideo},             // 21
+    {Source::HlgDisplay, 3, false, kVideo, kVideo},        // 22
+    {Source::Pq, 3, false, kVideo, kVideo},                // 23
+    {Source::Log12, 0, true, kVideo, kVideo},              // 24
+    {Source::Log12, 0, true, kAfterScale238, kFull},       // 25
+    {Source::Log12, 3, true, kVideo, kVideo},              // 26
+    {Source::Log12, 3, true, kAfterScale238, kFull},       // 27
+    {Source::HlgScene, 3, true, kVideo, kVideo},           // 28
+    {Source::HlgScene, 3, true, kAfterScale219, kFull},    // 29
+    {Source::HlgDisplay, 3, true, kVideo, kVideo},         // 30
+    {Source::HlgDisplay, 3, true, kAfterScale219, kFull},  // 31
+    {Source::Cine6, 3, true, kVideo, kVideo},              // 32: gamma 1, a member of 6's family
+    {Source::Pq, 3, true, kVideo, kVideo},                 // 33
+    {Source::Pq, 3, true, kAfterScale219, kFull},          // 34
+    {Source::Unchanged, 3, true, kVideo, kVideo},          // 35
+    {Source::Log3, 2, true, kVideo, kVideo},               // 36
+    {Source::Log3, 2, true, kAfterScale238, kFull},        // 37
+    {Source::Log12, 2, true, kVideo, kVideo},              // 38
+    {Source::Log12, 2, true, kAfterScale238, kFull},       // 39
+    {Source::HlgScene, 0, false, kVideo, kVideo},          // 40
+    {Source::HlgScene, 3, false, kVideo, kVideo},          // 41
+    {Source::Log3, 0, false, kVideo, kVideo},              // 42: file table of gamma 3
+    {Source::Log0, 0, false, kVideo, kVideo},              // 43: file table of gamma 0
+    {Source::Log12, 0, false, kVideo, kVideo},             // 44: file table of gamma 12
 };
 
-bool IsDisplayReferred(Source s) { return s == Source::HlgDisplay || s == Source::Pq; }
+bool IsDisplayReferred(Source s) {
+    return s == Source::HlgDisplay || s == Source::Pq;
+}
 
 // Per channel: a signal to light. Scene sources give scene light (1 diffuse white); HlgDisplay
 // gives HLG scene light (0..1), which the OOTF turns into nits per pixel; Pq gives nits.
 double Decode(Source source, double signal) {
     switch (source) {
-        case Source::Unchanged: return Bt709InverseOetf(signal);
-        case Source::Log0: return LogDecode(kLogGamma0, signal);
-        case Source::Log3: return LogDecode(kLogGamma3, signal);
-        case Source::Log12: return LogDecode(kLogGamma12, signal);
-        case Source::Cine4: return CineDecode(kCineGamma4, signal);
-        case Source::Cine5: return CineDecode(kCineGamma5, signal);
-        case Source::Cine6: return CineDecode(kCineGamma6, signal);
-        case Source::Cine9: return CineDecode(kCineGamma9, signal);
-        case Source::HlgDisplay: return HlgInverseOetf(signal);
+        case Source::Unchanged:
+            return Bt709InverseOetf(signal);
+        case Source::Log0:
+            return LogDecode(kLogGamma0, signal);
+        case Source::Log3:
+            return LogDecode(kLogGamma3, signal);
+        case Source::Log12:
+            return LogDecode(kLogGamma12, signal);
+        case Source::Cine4:
+            return CineDecode(kCineGamma4, signal);
+        case Source::Cine5:
+            return CineDecode(kCineGamma5, signal);
+        case Source::Cine6:
+            return CineDecode(kCineGamma6, signal);
+        case Source::Cine9:
+            return CineDecode(kCineGamma9, signal);
+        case Source::HlgDisplay:
+            return HlgInverseOetf(signal);
         case Source::HlgScene:
             return HlgInverseOetf(signal) / HlgInverseOetf(kHlgReferenceWhiteSignal);
-        case Source::Pq: return PqEotf(signal) * 10000.0;
+        case Source::Pq:
+            return PqEotf(signal) * 10000.0;
     }
     return signal;
 }
@@ -312,7 +326,9 @@ double Bt709InverseOetf(double signal) {
                : std::pow((signal + (kRec709Alpha - 1)) / kRec709Alpha, 1.0 / kRec709Power);
 }
 
-double Bt1886InverseEotf(double light) { return OddPow(light, 1.0 / 2.4); }
+double Bt1886InverseEotf(double light) {
+    return OddPow(light, 1.0 / 2.4);
+}
 
 double PqEotf(double signal) {
     if (signal < 0) return -PqEotf(-signal);
@@ -338,7 +354,9 @@ double HlgInverseOetf(double signal) {
                          : (std::exp((signal - kHlgC) / kHlgA) + kHlgB) / 12.0;
 }
 
-double HlgSystemGamma(double peakNits) { return 1.2 + 0.42 * std::log10(peakNits / 1000.0); }
+double HlgSystemGamma(double peakNits) {
+    return 1.2 + 0.42 * std::log10(peakNits / 1000.0);
+}
 
 namespace {
 double LogOffset(const LogCurve& c) {
@@ -379,11 +397,16 @@ Matrix3 RgbToXyz(const Chromaticities& c) {
 
 const Chromaticities* GamutPrimaries(uint32_t code) {
     switch (code) {
-        case 0: return &kBt709;
-        case 2: return &kWideP3;
-        case 3: return &kBt2020;
-        case 4: return &kWideRomm;
-        default: return nullptr;
+        case 0:
+            return &kBt709;
+        case 2:
+            return &kWideP3;
+        case 3:
+            return &kBt2020;
+        case 4:
+            return &kWideRomm;
+        default:
+            return nullptr;
     }
 }
 
@@ -413,7 +436,9 @@ void ComputeLut(unsigned number, float* out) {
             }
 }
 
-double CurvePeakNits(unsigned index) { return 300.0 + 100.0 * std::min(index, kCurves - 1); }
+double CurvePeakNits(unsigned index) {
+    return 300.0 + 100.0 * std::min(index, kCurves - 1);
+}
 
 void ComputeCurve(unsigned index, unsigned entries, float* out) {
     // HLG to PQ for a display of the curve's peak: BT.2100's OOTF with the system gamma of that

@@ -21,7 +21,9 @@ constexpr std::string_view kSize = "LUT_3D_SIZE";
 constexpr std::string_view kDomainMin = "DOMAIN_MIN";
 constexpr std::string_view kDomainMax = "DOMAIN_MAX";
 
-bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+bool IsSpace(char c) {
+    return c == ' ' || c == '\t' || c == '\r';
+}
 
 std::string_view Trim(std::string_view s) {
     while (!s.empty() && IsSpace(s.front())) s.remove_prefix(1);
@@ -56,7 +58,8 @@ std::string Printable(std::string_view s) {
 bool ParseCube(std::string_view text, float* lut, std::string* error, std::string_view where) {
     size_t lineNumber = 0;
     const auto fail = [&](const std::string& what) {
-        if (error) *error = std::string(where) + ": line " + std::to_string(lineNumber) + ": " + what;
+        if (error)
+            *error = std::string(where) + ": line " + std::to_string(lineNumber) + ": " + what;
         return false;
     };
     bool sizeSeen = false, domainMinSeen = false, domainMaxSeen = false, titleSeen = false;
@@ -82,7 +85,8 @@ bool ParseCube(std::string_view text, float* lut, std::string* error, std::strin
                 titleSeen = true;
             } else if (keyword == kSize) {
                 unsigned size = 0;
-                const auto [next, ec] = std::from_chars(rest.data(), rest.data() + rest.size(), size);
+                const auto [next, ec] =
+                    std::from_chars(rest.data(), rest.data() + rest.size(), size);
                 if (sizeSeen) return fail("a second LUT_3D_SIZE");
                 if (ec != std::errc() || next != rest.data() + rest.size() || size != kLutSize)
                     return fail("LUT_3D_SIZE must be 33, not " + Printable(rest));
@@ -93,7 +97,8 @@ bool ParseCube(std::string_view text, float* lut, std::string* error, std::strin
                 const float want = isMin ? 0.0f : 1.0f;
                 if (!ReadNumbers(rest, domain, 3) || domain[0] != want || domain[1] != want ||
                     domain[2] != want)
-                    return fail(std::string(keyword) + (isMin ? " must be 0 0 0" : " must be 1 1 1"));
+                    return fail(std::string(keyword) +
+                                (isMin ? " must be 0 0 0" : " must be 1 1 1"));
                 bool& seen = isMin ? domainMinSeen : domainMaxSeen;
                 if (seen) return fail("a second " + std::string(keyword));
                 seen = true;
@@ -131,7 +136,8 @@ bool ReadCubeFile(const std::string& path, float* lut, std::string* error) {
     if (static_cast<uint64_t>(info.st_size) > kCubeMaxFileBytes) return fail("too large");
     std::string text(static_cast<size_t>(info.st_size), '\0');
     bool failed = false;
-    const uint64_t got = CUPosixFile::ReadAt(file.Descriptor(), text.data(), text.size(), 0, &failed);
+    const uint64_t got =
+        CUPosixFile::ReadAt(file.Descriptor(), text.data(), text.size(), 0, &failed);
     if (failed) return fail(std::strerror(errno));
     text.resize(got);
     return ParseCube(text, lut, error, path);

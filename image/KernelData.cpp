@@ -94,7 +94,8 @@ int NumberOfCubeName(std::string name) {
         name.compare(name.size() - kCubeExtension.size(), kCubeExtension.size(), kCubeExtension))
         return -1;
     std::string_view digits(name.data(), name.size() - kCubeExtension.size());
-    if (digits.substr(0, kCubePrefix.size()) == kCubePrefix) digits.remove_prefix(kCubePrefix.size());
+    if (digits.substr(0, kCubePrefix.size()) == kCubePrefix)
+        digits.remove_prefix(kCubePrefix.size());
     if (digits.empty() || digits.size() > 2 || (digits.size() == 2 && digits[0] == '0')) return -1;
     int number = 0;
     for (char c : digits) {

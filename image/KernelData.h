@@ -31,8 +31,9 @@ const float* Curve16(unsigned index);
 unsigned CurveForPeakLuminance(uint32_t nits);
 
 // Replaces LUTs by the files "<n>.cube" (n = 0..41, also "lut<n>.cube") found in `directory`.
-// Call before the first conversion. Gives the numbers replaced; a file that is not a 33-point
-// cube with values in 0..1 is refused with a logged reason and the model's LUT stays.
+// Call before the first conversion. Gives the numbers replaced, ascending, separated by spaces
+// ("7 9"); a file that is not a 33-point cube with values in 0..1 is refused with a logged reason
+// (also a line of `*error`, which is empty when nothing was refused) and the model's LUT stays.
 std::string LoadCubeDirectory(const std::string& directory, std::string* error = nullptr);
 
 }  // namespace image

@@ -15,7 +15,9 @@ namespace {
 using namespace image;
 using namespace image::colour;
 
-size_t Index(unsigned r, unsigned g, unsigned b) { return (r + 33 * g + 1089 * b) * 3; }
+size_t Index(unsigned r, unsigned g, unsigned b) {
+    return (r + 33 * g + 1089 * b) * 3;
+}
 
 TEST(ColourModel, TransferFunctionsMeetTheirReferencePoints) {
     // PQ: 10000 nits is signal 1, 100 nits about 0.508 (ITU-R BT.2100 / SMPTE ST 2084).
@@ -98,8 +100,8 @@ TEST_P(EveryLut, IsInRangeSmoothAlongGreyAndStoredWhereRead) {
     }
     EXPECT_GT(lut[Index(32, 32, 32)], lut[Index(0, 0, 0)] + 0.5f) << number;
     // The stored LUT is the model's, node by node, with R the fastest axis.
-    for (const auto [r, g, b] : {std::array{1u, 0u, 0u}, {0u, 1u, 0u}, {0u, 0u, 1u}, {5u, 17u, 30u},
-                                 {32u, 3u, 9u}}) {
+    for (const auto [r, g, b] :
+         {std::array{1u, 0u, 0u}, {0u, 1u, 0u}, {0u, 0u, 1u}, {5u, 17u, 30u}, {32u, 3u, 9u}}) {
         const auto node = LutNode(number, r, g, b);
         for (int c = 0; c < 3; ++c) EXPECT_EQ(lut[Index(r, g, b) + c], node[c]) << number;
     }
