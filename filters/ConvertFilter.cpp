@@ -78,6 +78,32 @@ CConvertFilter::Target CConvertFilter::TargetFor(bool conversion, uint32_t gamut
     }
 }
 
+MatchingParameters CConvertFilter::ParametersFor(const CMediaType& input, bool conversion) {
+    const Block in(input);
+    MatchingParameters p;
+    const uint32_t gamut = in.U32(video_format::kOffsetGamut);
+    const uint32_t gamma = in.U32(video_format::kOffsetGamma);
+    const uint32_t hlgColor = in.U32(video_format::kOffsetHLGColor);
+    p.sourceGamut = KnownGamut(gamut);
+    p.sourceGamma = KnownGamma(gamma);
+    p.hlgColor = KnownHlgColor(hlgColor);
+    const Target target =
+        TargetFor(conversion, gamut, gamma, hlgColor, p.sourceGamut, p.sourceGamma);
+    p.targetGamma = target.gamma;
+    p.targetGamut = target.gamut;
+    p.outputMode = 0;
+    p.pixelFamily = 0;
+    p.pixelFormat = in.U32(video_format::kOffsetBitmapCompression) == kPixelFormatBGR4
+                        ? matching::kFormatBgr4
+                        : matching::kFormatYuy2;
+    p.outputDepth = kOutputDepthBgr0;
+    p.lookType = KnownLook(in.U32(video_format::kOffsetLook));
+    // The low halves: the parameters' sizes are 16-bit.
+    p.width = static_cast<int16_t>(in.U32(video_format::kOffsetBitmapWidth) & 0xFFFF);
+    p.height = static_cast<int16_t>(in.U32(video_format::kOffsetBitmapHeight) & 0xFFFF);
+    return p;
+}
+
 bool CConvertFilter::Parameters(MatchingParameters* out) {
     std::lock_guard<std::mutex> guard(m_csParameters);
     if (!m_pConvertParameters || !out) return false;
@@ -164,27 +190,8 @@ HRESULT CConvertFilter::GetMediaType(int iPosition, CMediaType* pMediaType) {
             m_pConvertParameters.reset(new (std::nothrow) MatchingParameters());
             if (!m_pConvertParameters) return E_OUTOFMEMORY;
         }
-        MatchingParameters p;
-        const uint32_t gamut = in.U32(video_format::kOffsetGamut);
-        const uint32_t gamma = in.U32(video_format::kOffsetGamma);
-        const uint32_t hlgColor = in.U32(video_format::kOffsetHLGColor);
-        p.sourceGamut = KnownGamut(gamut);
-        p.sourceGamma = KnownGamma(gamma);
-        p.hlgColor = KnownHlgColor(hlgColor);
-        const Target target = TargetFor(m_bTargetConversion != 0, gamut, gamma, hlgColor,
-                                        p.sourceGamut, p.sourceGamma);
-        p.targetGamma = target.gamma;
-        p.targetGamut = target.gamut;
-        p.outputMode = 0;
-        p.pixelFamily = 0;
-        p.pixelFormat = in.U32(video_format::kOffsetBitmapCompression) == kPixelFormatBGR4
-                            ? matching::kFormatBgr4
-                            : matching::kFormatYuy2;
-        p.outputDepth = kOutputDepthBgr0;
-        p.width = static_cast<int16_t>(width & 0xFFFF);
-        p.height = static_cast<int16_t>(height & 0xFFFF);
-        p.lookType = KnownLook(in.U32(video_format::kOffsetLook));
-        *m_pConvertParameters = p;
+        *m_pConvertParameters =
+            ParametersFor(m_pInput->CurrentMediaType(), m_bTargetConversion != 0);
     }
 
     pMediaType->InitMediaType();

@@ -72,6 +72,9 @@ public:
     static Target TargetFor(bool conversion, uint32_t gamut, uint32_t gamma, uint32_t hlgColor,
                             uint32_t sourceGamut, uint32_t sourceGamma);
 
+    // The parameters an input type gives, with target conversion on or off (GetMediaType).
+    static MatchingParameters ParametersFor(const CMediaType& input, bool conversion);
+
     // For tests and the host: a copy of the parameters (false before GetMediaType ran).
     bool Parameters(MatchingParameters* out);
     CConvertThread* Worker() const { return m_pThread.load(); }

@@ -112,6 +112,8 @@ CMBXMatchingImageMaker::~CMBXMatchingImageMaker() {
 
 void CMBXMatchingImageMaker::MakeThreads() {
     for (uint32_t i = 0; i < workerCount; ++i) {
+        // Without its events a worker could not be started or awaited: Convert does its band.
+        if (!jobs[i].startEvent || !jobs[i].doneEvent) continue;
         threads[i] = CUCreate<CMBXMatchingImageMakerThread>();
         if (threads[i]) threads[i]->SetBody(&WorkerBody);
     }
@@ -162,6 +164,9 @@ void CMBXMatchingImageMaker::Start() {
         CUAutoLock tables(image::Shared().lock.Get());
         TakeTables(p);
     }
+    // A thread runs once: a maker started again gets fresh ones.
+    if (threadsUsed) MakeThreads();
+    threadsUsed = 1;
     for (uint32_t i = 0; i < workerCount; ++i) {
         jobs[i].stop.store(0);
         if (threads[i]) threads[i]->Start(&jobs[i]);
@@ -212,8 +217,6 @@ void CMBXMatchingImageMaker::Stop() {
                 threads[i]->Join();
             }
         }
-        // A thread runs once: fresh ones let the maker start again.
-        MakeThreads();
         started = 0;
     }
     CUAutoLock tables(image::Shared().lock.Get());
@@ -242,7 +245,7 @@ void CMBXMatchingImageMaker::RunBand(ImageBandJob& job) {
     }
     const uint32_t width = p.width > 0 ? static_cast<uint32_t>(p.width) : 0;
     const uint32_t groups = width / kPixelsPerGroup;
-    if (job.rows == 0 || groups == 0 || !job.kernel || !job.source || !job.destination) return;
+    if (job.rows == 0 || width == 0 || !job.kernel || !job.source || !job.destination) return;
     const uint32_t bytesIn = matching::BytesPerInputPixel(p.pixelFormat);
     // A layout without a pixel size has nothing a kernel could read; only zero-fill may run.
     if (bytesIn == 0 && job.kernel.Plan().kind != image::KernelKind::ZeroFill) return;
@@ -260,7 +263,8 @@ void CMBXMatchingImageMaker::RunBand(ImageBandJob& job) {
     const uint64_t destinationStride = (uint64_t{width} + p.linePadding) * bytesOut;
     for (uint32_t row = 0; row < job.rows; ++row) {
         uint8_t* out = destination + row * destinationStride;
-        job.kernel(source + row * sourceStride, out, groups - 1, 1, p.linePadding + tail);
+        if (groups > 0)
+            job.kernel(source + row * sourceStride, out, groups - 1, 1, p.linePadding + tail);
         std::memset(out + uint64_t{groups} * kPixelsPerGroup * bytesOut, 0, tail * bytesOut);
     }
 }

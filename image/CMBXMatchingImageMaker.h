@@ -5,7 +5,8 @@
 // kernels read.
 //
 // Order of calls: construct, SetParameters, Start, then per picture SetPictureFlag and Convert,
-// Stop, destroy. Workers: 4, or 8 from 12 processors, 16 from 20, 24 from 32; the first
+// Stop, destroy; a stopped maker may be started again (with fresh threads, as a thread runs
+// once). Workers: 4, or 8 from 12 processors, 16 from 20, 24 from 32; the first
 // height % workers bands take one row more, bands lie top to bottom in worker order.
 //
 // Parameters reach the workers only in Convert, and only after a SetParameters: SetPictureFlag
@@ -132,7 +133,8 @@ private:
     // Under the table lock: load and count the table `p` needs, free the idle ones of its mode.
     void TakeTables(const MatchingParameters& p);
 
-    uint8_t started = 0;  // client thread
+    uint8_t started = 0;      // client thread
+    uint8_t threadsUsed = 0;  // client thread: the threads were started once
     std::atomic<uint8_t> parametersChanged{0};
     const uint32_t workerCount;
     const MatchingKernelFinders finders;

@@ -7,6 +7,7 @@ set(QV_THREADED_TESTS
   SampleQueueTest
   PipelineWorkerTest
   DecodeFilterTest
+  ConvertFilterTest
   TimecodeRendererTest
   AudioPinTest
 )
