@@ -8,6 +8,7 @@ set(QV_THREADED_TESTS
   PipelineWorkerTest
   DecodeFilterTest
   ConvertFilterTest
+  MovieResizeFilterTest
   TimecodeRendererTest
   AudioPinTest
 )
