@@ -16,6 +16,10 @@
 
 #include "image/KernelPlan.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace image::stages {
 
 inline constexpr unsigned kGroupPixels = 4;  // a row is counted in groups of 4 pixels
@@ -67,9 +71,22 @@ inline Element LoadElement(const uint8_t* base, size_t index) {
     return value;
 }
 
+// To the nearest integer, ties to even, as std::nearbyint in the default rounding mode. The SSE
+// conversion rounds by the same mode without the library call (which saves and restores the
+// floating-point environment, once per channel of every pixel). For |value| < 2^31.
+inline int RoundToInt(float value) {
+#if defined(__SSE2__)
+    return _mm_cvtss_si32(_mm_set_ss(value));
+#else
+    return static_cast<int>(std::nearbyint(value));
+#endif
+}
+
 // max then min: the order a vector variant uses too (it matters only for NaN, which no stage
 // produces from limited inputs).
-inline float Limit(float value, float top) { return std::min(std::max(value, 0.0f), top); }
+inline float Limit(float value, float top) {
+    return std::min(std::max(value, 0.0f), top);
+}
 
 // ---- Input: the 4:2:2 walk ----------------------------------------------------------------------
 
@@ -191,7 +208,9 @@ inline constexpr float kLutCap = 31.9999f;  // not 32: node 32 is reached, node 
 inline constexpr unsigned kLutStrideR = 3, kLutStrideG = 33 * 3, kLutStrideB = 33 * 33 * 3;
 
 // One linear step, in the form every look-up here uses: (b − a) × f + a.
-inline float Lerp(float a, float b, float f) { return (b - a) * f + a; }
+inline float Lerp(float a, float b, float f) {
+    return (b - a) * f + a;
+}
 
 // Position on one axis: x = min(v × s, cap); i = x − 0.5 rounded to nearest, ties to even;
 // f = x − i. An integer x therefore gives either i = x, f = 0 or i = x − 1, f = 1.
@@ -201,8 +220,8 @@ struct AxisPosition {
 };
 inline AxisPosition LutAxis(float value, float scale) {
     const float x = std::min(value * scale, kLutCap);
-    const float i = std::nearbyint(x - 0.5f);
-    return {static_cast<unsigned>(static_cast<int>(i)), x - i};
+    const int i = RoundToInt(x - 0.5f);
+    return {static_cast<unsigned>(i), x - static_cast<float>(i)};
 }
 
 // Trilinear interpolation over the eight nodes (iR or iR + 1, iG or iG + 1, iB or iB + 1), in
@@ -219,8 +238,8 @@ inline void Lut3DStage(Planes& p, unsigned n, const float* lut) {
         const AxisPosition r = LutAxis(p.r[k], Depth::kLutScale);
         const AxisPosition g = LutAxis(p.g[k], Depth::kLutScale);
         const AxisPosition b = LutAxis(p.b[k], Depth::kLutScale);
-        const float* n000 = lut + r.index * kLutStrideR + g.index * kLutStrideG +
-                            b.index * kLutStrideB;
+        const float* n000 =
+            lut + r.index * kLutStrideR + g.index * kLutStrideG + b.index * kLutStrideB;
         float out[3];
         for (unsigned c = 0; c < 3; ++c) {
             const float* o = n000 + c;
@@ -246,9 +265,9 @@ inline void Lut3DStage(Planes& p, unsigned n, const float* lut) {
 // 0..top, i + 1 never passes the last entry (255: i = 254, f = 1).
 template <typename Depth>
 inline float CurvePoint(float x, const float* column) {
-    const float i = std::nearbyint(x - 0.5f);
-    const size_t at = static_cast<size_t>(static_cast<int>(i)) * 3;
-    return Lerp(column[at], column[at + 3], x - i) * Depth::kLutFactor;
+    const int i = RoundToInt(x - 0.5f);
+    const size_t at = static_cast<size_t>(i) * 3;
+    return Lerp(column[at], column[at + 3], x - static_cast<float>(i)) * Depth::kLutFactor;
 }
 
 template <typename Depth>
@@ -307,7 +326,7 @@ inline void Narrow16Stage(Planes& p, unsigned n) {
 // Nearest integer, ties to even (the default rounding mode). The value is limited to 0..255
 // first, also where no stage before it limits (a look-up's output): a byte never wraps around.
 inline uint8_t PackByte(float value) {
-    return static_cast<uint8_t>(static_cast<int>(std::nearbyint(Limit(value, kByteTop))));
+    return static_cast<uint8_t>(RoundToInt(Limit(value, kByteTop)));
 }
 
 // kBgr: B, G, R rather than R, G, B; kBytes 3, or 4 with a 0 after the three.

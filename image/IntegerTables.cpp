@@ -27,7 +27,8 @@ void Fill(const MatrixFactors& m, const int32_t* yx, uint8_t* r, uint8_t* b, int
         for (int32_t c = 0; c < 256; ++c) {
             const size_t at = static_cast<size_t>(y * 256 + c);
             r[at] = static_cast<uint8_t>(ClampByte((10000 * y + m.red * (c - 128) + 5000) / 10000));
-            b[at] = static_cast<uint8_t>(ClampByte((10000 * y + m.blue * (c - 128) + 5000) / 10000));
+            b[at] =
+                static_cast<uint8_t>(ClampByte((10000 * y + m.blue * (c - 128) + 5000) / 10000));
             rx[at] = static_cast<uint8_t>(ClampByte((yx[y] + ChromaX(m.redX, c) + 5000) / 10000));
             bx[at] = static_cast<uint8_t>(ClampByte((yx[y] + ChromaX(m.blueX, c) + 5000) / 10000));
         }
@@ -36,8 +37,8 @@ void Fill(const MatrixFactors& m, const int32_t* yx, uint8_t* r, uint8_t* b, int
         for (int32_t cr = 0; cr < 256; ++cr) {
             const size_t at = static_cast<size_t>(cb * 256 + cr);
             g[at] = -m.greenCb * (cb - 128) - m.greenCr * (cr - 128);
-            gx[at] = static_cast<int32_t>(-(m.greenCbX * (cb - 128) + m.greenCrX * (cr - 128)) *
-                                          8 / 7 * 10000);
+            gx[at] = static_cast<int32_t>(-(m.greenCbX * (cb - 128) + m.greenCrX * (cr - 128)) * 8 /
+                                          7 * 10000);
         }
     }
 }

@@ -17,10 +17,10 @@ inline constexpr unsigned kIntegerTableSize = 256 * 256;
 
 // One matrix's set: the plain or the `x` form of BT.709 or BT.2020.
 struct IntegerSet {
-    const uint8_t* red;     // [Y × 256 + Cr]
-    const uint8_t* blue;    // [Y × 256 + Cb]
-    const int32_t* green;   // [Cb × 256 + Cr]
-    const int32_t* luma;    // [Y]: 10000 × Y, or Yx
+    const uint8_t* red;    // [Y × 256 + Cr]
+    const uint8_t* blue;   // [Y × 256 + Cb]
+    const int32_t* green;  // [Cb × 256 + Cr]
+    const int32_t* luma;   // [Y]: 10000 × Y, or Yx
 };
 
 struct IntegerTables {
@@ -40,7 +40,9 @@ struct IntegerTables {
 const IntegerTables& Integer();
 
 // The green value of a set, also the clamp of every table: 0..255.
-inline int32_t ClampByte(int32_t value) { return value < 0 ? 0 : value > 255 ? 255 : value; }
+inline int32_t ClampByte(int32_t value) {
+    return value < 0 ? 0 : value > 255 ? 255 : value;
+}
 
 inline uint8_t IntegerGreen(const IntegerSet& set, uint32_t y, uint32_t cb, uint32_t cr) {
     return static_cast<uint8_t>(ClampByte((set.luma[y] + set.green[cb * 256 + cr] + 5000) / 10000));

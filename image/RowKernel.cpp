@@ -18,7 +18,8 @@ KernelInputs GatherInputs(const KernelPlan& plan) {
         case Lookup::Curve1D: {
             const unsigned curve = CurveForPeakLuminance(
                 Shared().displayPeakLuminance.load(std::memory_order_relaxed));
-            const bool wide = plan.layout == InputLayout::Yuv16 || plan.layout == InputLayout::Bgr16;
+            const bool wide =
+                plan.layout == InputLayout::Yuv16 || plan.layout == InputLayout::Bgr16;
             inputs.curve = wide ? Curve16(curve) : Curve8(curve);
             break;
         }
@@ -37,7 +38,8 @@ template <KernelKind kKind>
 void ScalarBody(const KernelPlan& plan, const uint8_t* source, uint8_t* destination,
                 uint32_t lastGroup, uint32_t rows, uint32_t linePadding) {
     if (rows == 0) return;
-    scalar::BodyFor(kKind)(plan, GatherInputs(plan), source, destination, lastGroup, rows, linePadding);
+    scalar::BodyFor(kKind)(plan, GatherInputs(plan), source, destination, lastGroup, rows,
+                           linePadding);
 }
 
 RowKernel::Body ScalarBodyFor(KernelKind kind) {
@@ -71,7 +73,9 @@ RowKernel MakeRowKernel(const KernelPlan& plan, KernelIsa /*isa*/) {
     return RowKernel(ScalarBodyFor(plan.kind), plan);
 }
 
-RowKernel FindKernel(uint32_t key) { return MakeRowKernel(PlanKernel(key)); }
+RowKernel FindKernel(uint32_t key) {
+    return MakeRowKernel(PlanKernel(key));
+}
 
 RowKernel FindLookKernel(uint32_t key) {
     const std::optional<KernelPlan> plan = PlanLookKernel(key);

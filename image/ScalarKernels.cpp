@@ -28,7 +28,9 @@ unsigned InputPixelBytes(InputLayout layout) {
     return 0;
 }
 
-unsigned OutputPixelBytes(PixelOrder order) { return order == PixelOrder::Rgb ? 3 : 4; }
+unsigned OutputPixelBytes(PixelOrder order) {
+    return order == PixelOrder::Rgb ? 3 : 4;
+}
 
 namespace {
 
@@ -261,13 +263,12 @@ void IntegerExpanded(const KernelPlan& plan, const KernelInputs& inputs, const u
     if (plan.table == TableId::Runtime && inputs.table != nullptr) {
         return TableBody(plan, inputs.table, source, destination, lastGroup, rows, linePadding);
     }
-    IntegerBody<false>(plan, Integer().Set(plan.matrix, true), source, destination, lastGroup,
-                       rows, linePadding);
+    IntegerBody<false>(plan, Integer().Set(plan.matrix, true), source, destination, lastGroup, rows,
+                       linePadding);
 }
 
 void IntegerBoosted(const KernelPlan& plan, const KernelInputs&, const uint8_t* source,
-                    uint8_t* destination, uint32_t lastGroup, uint32_t rows,
-                    uint32_t linePadding) {
+                    uint8_t* destination, uint32_t lastGroup, uint32_t rows, uint32_t linePadding) {
     IntegerBody<true>(plan, Integer().Set(plan.matrix, true), source, destination, lastGroup, rows,
                       linePadding);
 }
@@ -282,8 +283,7 @@ void FileTable(const KernelPlan& plan, const KernelInputs& inputs, const uint8_t
 
 // B, G, R, unused in; a 16-bit word gives its high byte.
 template <typename Element, bool kBgr, unsigned kBytes>
-void ReorderRows(const Rows& geometry, const uint8_t* source, uint8_t* destination,
-                 uint32_t rows) {
+void ReorderRows(const Rows& geometry, const uint8_t* source, uint8_t* destination, uint32_t rows) {
     constexpr unsigned kShift = (sizeof(Element) - 1) * 8;
     const size_t pixels = size_t{geometry.groups} * stages::kGroupPixels;
     for (uint32_t row = 0; row < rows; ++row) {

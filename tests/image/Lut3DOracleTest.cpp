@@ -6,10 +6,10 @@
 // factor 0.1254902) and interpolate between the two nodes around x. Our cell is found as
 // round-half-even(x − 0.5), which differs from floor(x) only where x is an integer — and there the
 // fraction is 0 or 1, so the same node value results. For bytes x is an integer only at 0 and 255,
-// where our cap of 31.9999 rather than 32 moves the point by 0.0001 of a cell. So the sampled values
-// agree to float precision; the bytes differ only by conversion: we round to nearest, ffmpeg's 8-bit
-// path converts the scaled float to an integer by truncation. Hence: within 0.5 (plus float noise)
-// of the double reference, and within one code value of ffmpeg, at or above it.
+// where our cap of 31.9999 rather than 32 moves the point by 0.0001 of a cell. So the sampled
+// values agree to float precision; the bytes differ only by conversion: we round to nearest,
+// ffmpeg's 8-bit path converts the scaled float to an integer by truncation. Hence: within 0.5
+// (plus float noise) of the double reference, and within one code value of ffmpeg, at or above it.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -66,7 +66,8 @@ std::vector<uint8_t> MakePicture() {
             seed = seed * 1664525 + 1013904223;
             const uint8_t noise[3] = {uint8_t(seed >> 8), uint8_t(seed >> 16), uint8_t(seed >> 24)};
             if (y < 16) {
-                bytes.insert(bytes.end(), {uint8_t(x), uint8_t(x * 7 + y * 37), uint8_t(y * 17), 0});
+                bytes.insert(bytes.end(),
+                             {uint8_t(x), uint8_t(x * 7 + y * 37), uint8_t(y * 17), 0});
             } else if (y < 20) {
                 const uint8_t e = x % 2 ? 255 : 0;
                 bytes.insert(bytes.end(), {e, uint8_t(x & 4 ? 255 : 0), uint8_t(x), 0});
@@ -137,8 +138,8 @@ TEST_F(Lut3DOracleTest, TrilinearAgreesWithFfmpegAndWithDoublePrecision) {
             const double exact = Reference(lut, &picture[p], 2 - c);
             ASSERT_LE(std::abs(mine - exact), 0.5 + 1e-3) << "pixel " << p / 4 << " byte " << c;
             const int diff = mine - theirs[p + c];
-            ASSERT_TRUE(diff == 0 || diff == 1)
-                << "pixel " << p / 4 << " byte " << c << ": " << mine << " vs " << int(theirs[p + c]);
+            ASSERT_TRUE(diff == 0 || diff == 1) << "pixel " << p / 4 << " byte " << c << ": "
+                                                << mine << " vs " << int(theirs[p + c]);
             differing += diff != 0;
         }
         ASSERT_EQ(ours[p + 3], 0);

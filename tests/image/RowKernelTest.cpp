@@ -5,13 +5,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <vector>
 
+#include "image/ChainTable.h"
 #include "image/FloatStages.h"
 #include "image/IntegerTables.h"
+#include "image/KernelData.h"
+#include "image/RowKernel.h"
 #include "image/ScalarKernels.h"
 #include "image/SharedTables.h"
 
@@ -50,7 +54,9 @@ std::vector<uint8_t> FlatGroup(uint8_t y, uint8_t cb, uint8_t cr) {
 
 // ---- Integer tables, from the formulas ---------------------------------------------------------
 
-uint8_t Clamped(double value) { return static_cast<uint8_t>(std::clamp(value, 0.0, 255.0)); }
+uint8_t Clamped(double value) {
+    return static_cast<uint8_t>(std::clamp(value, 0.0, 255.0));
+}
 
 struct IntegerCase {
     KernelKind kind;
@@ -71,9 +77,9 @@ TEST_P(IntegerTableTest, PixelFollowsTheTableRules) {
         // Factors × 10000 in integers, + 5000, cut towards zero.
         r = std::trunc((10000.0 * c.y + std::round(kr * 10000) * v + 5000) / 10000);
         b = std::trunc((10000.0 * c.y + std::round(kb * 10000) * u + 5000) / 10000);
-        g = std::trunc((10000.0 * c.y - std::round(kgb * 10000) * u - std::round(kgr * 10000) * v +
-                        5000) /
-                       10000);
+        g = std::trunc(
+            (10000.0 * c.y - std::round(kgb * 10000) * u - std::round(kgr * 10000) * v + 5000) /
+            10000);
     } else {
         const double yx = std::trunc((c.y - 16.0) * 10000 * 256 / 239);
         r = std::trunc((yx + std::trunc(kr * 8 / 7 * 10000 * v) + 5000) / 10000);
@@ -206,7 +212,7 @@ TEST_P(ChromaTest, LastGroupKeepsItsOwnChromaAndPaddingIsNotWritten) {
     const unsigned bytes = OutputPixelBytes(plan.order);
     // Row 0: chroma 100/60 in group 0, 200/220 in group 1; row 1 is poison that row 0 must not
     // reach. Group 0's pixel 3 averages to 150/140; group 1's pixel 3 keeps 200/220.
-    std::vector<uint8_t> rows = {90, 100, 90, 60, 90, 100, 90, 60,
+    std::vector<uint8_t> rows = {90, 100, 90, 60,  90, 100, 90, 60,
                                  90, 200, 90, 220, 90, 200, 90, 220};
     std::vector<uint8_t> poison;
     for (unsigned k = 0; k < 8; ++k) poison.insert(poison.end(), {0, 255});
@@ -238,30 +244,30 @@ TEST_P(ChromaTest, RowsZeroWritesNothing) {
 
 INSTANTIATE_TEST_SUITE_P(
     Kernels, ChromaTest,
-    testing::Values(
-        ChromaCase{"IntegerPlain",
-                   Plan(KernelKind::IntegerPlain, InputLayout::Yuy2, Matrix::Bt709,
-                        PixelOrder::Rgb),
-                   false},
-        ChromaCase{"IntegerExpanded",
-                   Plan(KernelKind::IntegerExpanded, InputLayout::Yuy2, Matrix::Bt2020,
-                        PixelOrder::Bgr0),
-                   false},
-        ChromaCase{"FloatChain8",
-                   Plan(KernelKind::FloatChain, InputLayout::Yuy2, Matrix::Bt709,
-                        PixelOrder::Rgb0, OutputStage::Range709),
-                   false},
-        ChromaCase{"FloatChain16",
-                   Plan(KernelKind::FloatChain, InputLayout::Yuv16, Matrix::Bt2020,
-                        PixelOrder::Bgr0, OutputStage::By256),
-                   true},
-        ChromaCase{"Combined16",
-                   Plan(KernelKind::Combined16, InputLayout::Yuv16, Matrix::Bt709,
-                        PixelOrder::Rgb),
-                   true}),
+    testing::Values(ChromaCase{"IntegerPlain",
+                               Plan(KernelKind::IntegerPlain, InputLayout::Yuy2, Matrix::Bt709,
+                                    PixelOrder::Rgb),
+                               false},
+                    ChromaCase{"IntegerExpanded",
+                               Plan(KernelKind::IntegerExpanded, InputLayout::Yuy2, Matrix::Bt2020,
+                                    PixelOrder::Bgr0),
+                               false},
+                    ChromaCase{"FloatChain8",
+                               Plan(KernelKind::FloatChain, InputLayout::Yuy2, Matrix::Bt709,
+                                    PixelOrder::Rgb0, OutputStage::Range709),
+                               false},
+                    ChromaCase{"FloatChain16",
+                               Plan(KernelKind::FloatChain, InputLayout::Yuv16, Matrix::Bt2020,
+                                    PixelOrder::Bgr0, OutputStage::By256),
+                               true},
+                    ChromaCase{"Combined16",
+                               Plan(KernelKind::Combined16, InputLayout::Yuv16, Matrix::Bt709,
+                                    PixelOrder::Rgb),
+                               true}),
     [](const testing::TestParamInfo<ChromaCase>& info) { return info.param.name; });
 
-// ---- File tables ---------------------------------------------------------------------------------
+// ---- File tables
+// ---------------------------------------------------------------------------------
 
 TEST(FileTableTest, EntriesGoOutAsTheyStandAndANullTableWritesNothing) {
     // Each entry holds its own Y, Cb, Cr, so the output shows which entry was read.
@@ -270,30 +276,32 @@ TEST(FileTableTest, EntriesGoOutAsTheyStandAndANullTableWritesNothing) {
         table[n * 3 + 0] = uint8_t(n >> 16), table[n * 3 + 1] = uint8_t(n >> 8);
         table[n * 3 + 2] = uint8_t(n);
     }
-    KernelPlan plan = Plan(KernelKind::FileTable, InputLayout::Yuy2, Matrix::None,
-                           PixelOrder::Rgb0);
+    KernelPlan plan =
+        Plan(KernelKind::FileTable, InputLayout::Yuy2, Matrix::None, PixelOrder::Rgb0);
     plan.table = TableId::ConvData01;
     // Chroma 11/21 then 41/51 (next group 71/81): integer averages 26/36 and 56/66.
     const std::vector<uint8_t> row = {1, 11, 2, 21, 3, 41, 4, 51, 5, 71, 6, 81, 7, 72, 8, 82};
     const auto out = Convert(plan, row, 1, 1, 1, {nullptr, nullptr, table.data()});
-    const std::vector<uint8_t> expected = {1, 11, 21, 0, 2, 26, 36, 0, 3, 41, 51, 0, 4, 56, 66, 0,
-                                           5, 71, 81, 0, 6, 71, 81, 0, 7, 72, 82, 0, 8, 72, 82, 0,
-                                           kUntouched, kUntouched, kUntouched, kUntouched};
+    const std::vector<uint8_t> expected = {
+        1, 11, 21, 0, 2, 26, 36, 0, 3,          41,         51,         0,
+        4, 56, 66, 0, 5, 71, 81, 0, 6,          71,         81,         0,
+        7, 72, 82, 0, 8, 72, 82, 0, kUntouched, kUntouched, kUntouched, kUntouched};
     EXPECT_EQ(std::vector<uint8_t>(out.begin(), out.begin() + 36), expected);
 
     const auto none = Convert(plan, row, 1, 1);
     EXPECT_EQ(none, std::vector<uint8_t>(none.size(), kUntouched));
 
     // The run-time table, when loaded, takes the `x` tables' place.
-    KernelPlan runtime = Plan(KernelKind::IntegerExpanded, InputLayout::Yuy2, Matrix::Bt709,
-                              PixelOrder::Bgr0);
+    KernelPlan runtime =
+        Plan(KernelKind::IntegerExpanded, InputLayout::Yuy2, Matrix::Bt709, PixelOrder::Bgr0);
     runtime.table = TableId::Runtime;
     const auto fromTable = Convert(runtime, row, 1, 1, 0, {nullptr, nullptr, table.data()});
     EXPECT_EQ(std::vector<uint8_t>(fromTable.begin(), fromTable.begin() + 32),
               std::vector<uint8_t>(expected.begin(), expected.begin() + 32));
 }
 
-// ---- Packing, zero-fill, reorder -----------------------------------------------------------------
+// ---- Packing, zero-fill, reorder
+// -----------------------------------------------------------------
 
 TEST(PackTest, RoundsTiesToEvenWithinTheByte) {
     stages::Planes p{};
@@ -316,12 +324,84 @@ TEST(ZeroFillTest, SixteenBytesAGroupBackToBack) {
 TEST(ReorderTest, SixteenBitWordsGiveTheirHighByte) {
     // B, G, R, unused words of 4 pixels: 0x1234, 0x56FF, 0x9A00, 0xFFFF.
     std::vector<uint8_t> in;
-    for (unsigned k = 0; k < 4; ++k) in.insert(in.end(), {0x34, 0x12, 0xFF, 0x56, 0x00, 0x9A, 0xFF, 0xFF});
-    const auto out = Convert(Plan(KernelKind::Reorder, InputLayout::Bgr16, Matrix::None,
-                                  PixelOrder::Rgb),
-                             in, 0, 1);
+    for (unsigned k = 0; k < 4; ++k)
+        in.insert(in.end(), {0x34, 0x12, 0xFF, 0x56, 0x00, 0x9A, 0xFF, 0xFF});
+    const auto out = Convert(
+        Plan(KernelKind::Reorder, InputLayout::Bgr16, Matrix::None, PixelOrder::Rgb), in, 0, 1);
     EXPECT_EQ(std::vector<uint8_t>(out.begin(), out.begin() + 4),
               (std::vector<uint8_t>{0x9A, 0x56, 0x12, 0x9A}));
+}
+
+// ---- Row kernels over the model's data, and the synthesized table
+// --------------------------------
+
+// A YUY2 row of 64 groups: luma and chroma sweeps.
+std::vector<uint8_t> SweepRow() {
+    std::vector<uint8_t> row;
+    for (unsigned k = 0; k < 256; ++k) row.insert(row.end(), {uint8_t(k), uint8_t(k * 5 + 16)});
+    return row;
+}
+
+// The kernel's output, and the seam's with the data given, in buffers of the same size.
+std::vector<uint8_t> RunKernel(const RowKernel& kernel, const std::vector<uint8_t>& row) {
+    std::vector<uint8_t> out(256 * 4 + 64, kUntouched);
+    kernel(row.data(), out.data(), 63, 1, 0);
+    return out;
+}
+
+TEST(RowKernelTest, DataIsGatheredAtEachCall) {
+    KernelPlan plan = Plan(KernelKind::FloatChain, InputLayout::Yuy2, Matrix::Bt709,
+                           PixelOrder::Bgr0, OutputStage::Range709, Lookup::Lut3D);
+    plan.lutNumber = 14;
+    const std::vector<uint8_t> row = SweepRow();
+    EXPECT_EQ(RunKernel(MakeRowKernel(plan), row),
+              Convert(plan, row, 63, 1, 0, {Lut3D(14), nullptr, nullptr}));
+
+    // The curve follows the display's peak luminance as it stands at the call.
+    plan.lookup = Lookup::Curve1D;
+    plan.matrix = Matrix::Bt2020;
+    plan.output = OutputStage::Range2020;
+    const RowKernel curve = MakeRowKernel(plan);
+    std::atomic<uint32_t>& nits = Shared().displayPeakLuminance;
+    const uint32_t before = nits.load();
+    nits = 300;
+    const auto dim = RunKernel(curve, row);
+    nits = 2000;
+    const auto bright = RunKernel(curve, row);
+    nits = before;
+    EXPECT_EQ(dim, Convert(plan, row, 63, 1, 0, {nullptr, Curve8(0), nullptr}));
+    EXPECT_EQ(bright, Convert(plan, row, 63, 1, 0, {nullptr, Curve8(7), nullptr}));
+    EXPECT_NE(dim, bright);
+
+    // A file-table key whose table is not loaded, and rows 0 of any kernel: nothing written.
+    ASSERT_EQ(TableBuffer(TableId::ConvData01), nullptr);
+    EXPECT_EQ(RunKernel(FindKernel(0x60021), row), std::vector<uint8_t>(256 * 4 + 64, kUntouched));
+    std::vector<uint8_t> out(64, kUntouched);
+    MakeRowKernel(KernelPlan{})(row.data(), out.data(), 0, 0, 0);
+    EXPECT_EQ(out, std::vector<uint8_t>(64, kUntouched));
+}
+
+TEST(ChainTableTest, EachEntryIsTheChainOfThatPixel) {
+    // A LUT of random values: any slip in indexing shows.
+    std::vector<float> lut(kLutFloats);
+    uint32_t seed = 7;
+    for (float& v : lut) v = ((seed = seed * 1664525 + 1013904223) >> 8) / 16777216.0f;
+    const KernelInputs inputs{lut.data(), nullptr, nullptr};
+    KernelPlan plan = Plan(KernelKind::FloatChain, InputLayout::Yuy2, Matrix::Bt709,
+                           PixelOrder::Bgr0, OutputStage::Range709, Lookup::Lut3D);
+    std::vector<uint8_t> table(kTableBytes, kUntouched);
+    FillChainTable(plan, inputs, table.data());
+    for (unsigned sample = 0; sample < 4096; ++sample) {
+        seed = seed * 1664525 + 1013904223;
+        const uint8_t y = sample == 0 ? 0 : sample == 1 ? 255 : uint8_t(seed >> 8);
+        const uint8_t cb = sample < 2 ? y : uint8_t(seed >> 16),
+                      cr = sample < 2 ? y : uint8_t(seed >> 24);
+        const auto pixel = Convert(plan, FlatGroup(y, cb, cr), 0, 1, 0, inputs);
+        const uint8_t* entry = &table[TableOffset(y, cb, cr)];
+        ASSERT_EQ(std::vector<uint8_t>(entry, entry + 3),
+                  std::vector<uint8_t>(pixel.begin(), pixel.begin() + 3))
+            << int(y) << " " << int(cb) << " " << int(cr);
+    }
 }
 
 }  // namespace
