@@ -43,7 +43,8 @@ void Fill(uint8_t* bytes, size_t size, int n) {
     }
 }
 
-// Pushes `count` full-size pictures at kFrame intervals; frame `emptyAt` has no bytes. At frame
+// Pushes `count` full-size pictures at kFrame intervals; frame `emptyAt` has no bytes, frame
+// `shortAt` 64. At frame
 // `flushAt` it flushes downstream from its streaming thread and starts a new segment, as a parser
 // that seeks does.
 class PictureStream : public CSourceStream {
@@ -95,7 +96,7 @@ public:
         }
         uint8_t* bytes = nullptr;
         sample->GetPointer(&bytes);
-        const size_t size = next == emptyAt ? 0 : picture.Bytes();
+        const size_t size = next == emptyAt ? 0 : next == shortAt ? 64 : picture.Bytes();
         Fill(bytes, size, next);
         sample->SetActualDataLength(static_cast<int32_t>(size));
         REFERENCE_TIME start = next * kFrame, stop = start + kFrame;
@@ -113,7 +114,7 @@ public:
     }
 
     HRESULT hr = S_OK;
-    int emptyAt = -1, flushAt = -1;  // set before the run
+    int emptyAt = -1, shortAt = -1, flushAt = -1;  // set before the run
 
 private:
     const Picture picture;
@@ -231,11 +232,12 @@ class MovieResizeFilterTest : public testing::TestWithParam<ResizeCase> {};
 TEST_P(MovieResizeFilterTest, ReducesEveryPictureAndCarriesTimesAndFlags) {
     qv_test::Watchdog watchdog("resize run", std::chrono::seconds(240));
     const ResizeCase& c = GetParam();
-    ResizeGraph g(c.picture, 3);
+    ResizeGraph g(c.picture, 4);
     ASSERT_TRUE(g.connected);
     g.sink->keepBytes = true;
     g.source->pin->emptyAt = 1;
-    ASSERT_EQ(g.Play(), S_OK);  // the empty sample is no error
+    g.source->pin->shortAt = 3;  // holds less than its full size says: never read past its end
+    ASSERT_EQ(g.Play(), S_OK);   // the empty sample is no error
 
     const std::vector<qvtest::Delivered> got = g.sink->Samples();
     ASSERT_EQ(got.size(), 2u);  // ... and gives nothing

@@ -107,6 +107,11 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"YUY2QuarterShortRows", Format::YUY2, {4088, 8}, {1022, 2}, 0, &Quarter},
         Case{"BGR4QuarterShortRows", Format::BGR4, {4092, 8}, {1023, 2}, 0, &Quarter},
         Case{"BGR4HalfShortRows", Format::BGR4, {30, 4}, {15, 2}, 0, &Half},
+        // Unrolled columns on every row: the last loads end where the source ends.
+        Case{"YUY2HalfColumnsAllRows", Format::YUY2, {64, 3}, {32, 3}, 0, &Rule},
+        Case{"YUY2QuarterColumnsAllRows", Format::YUY2, {64, 3}, {16, 3}, 0, &Rule},
+        Case{"BGR4HalfColumnsAllRows", Format::BGR4, {32, 3}, {16, 3}, 0, &Rule},
+        Case{"BGR4QuarterColumnsAllRows", Format::BGR4, {32, 3}, {8, 3}, 0, &Rule},
         Case{"BGR4Third", Format::BGR4, {999, 7}, {333, 3}, 0, &Rule},
         Case{"YUY2Odd", Format::YUY2, {1000, 5}, {334, 4}, 0, &Rule},
         Case{"BGR4Enlarges", Format::BGR4, {3, 2}, {8, 5}, 0, &Rule},
