@@ -7,15 +7,17 @@
 //   source index of destination index i = trunc((i + 0.5) × scale − 1e-10)
 // so an exact integer falls to the lower neighbour: divisor 2 takes rows 2y and pixels 2x,
 // divisor 4 rows 4y + 1 and pixels 4x + 1. Each call builds offset tables (per destination row,
-// column and chroma pair) and then runs a loop of plain indexed moves over them; the tables of
-// the two divisors in use are recognised and run through unrolled copies with the same result.
-// The result is written straight to the destination.
+// column and chroma pair) and then runs a loop of plain indexed moves over them. Column tables
+// of the two divisors in use are recognised and run through unrolled vector copies (SSE; SSSE3
+// for "YUY2", looked up at run time) with the same result; row ends that a whole vector step
+// would read past go through the table loop. The result is written straight to the destination.
 //
 // Status (i32): kDone (length = destination bytes), kEmptySize (a width or height is 0),
 // kOddWidth ("YUY2": a source or destination width is odd; nothing moves), kNoMemory (a table
 // could not be had, or a byte count of either picture does not fit in 32 bits), kNullPointer,
 // kTooSmall ("YUY2": a width below 2 or a height below 1; "BGR4": below 1). Checks run in that
-// order: pointers, destination byte count, sizes, then the source byte count and the tables.
+// order: pointers, destination byte count, sizes (empty, too small, odd), then the source byte
+// count and the tables.
 // Destination and length are untouched unless the status is kDone. The caller guarantees that
 // the source holds source width × height pixels and the destination room for the result.
 // Buffers: 64-byte aligned, made at the first call and kept; a later call that needs more grows
