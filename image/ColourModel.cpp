@@ -66,9 +66,13 @@ constexpr CineCurve kCineGamma9{0.70, 0.75, 0.125};
 // signal, leaves it with slope 1 and approaches the highest signal the output coding allows.
 constexpr double kShoulderKnee = 0.85;
 // HDR to SDR: light relative to SDR peak stays linear up to the knee, and a Reinhard-style curve
-// takes the rest to the peak. It works on the largest of R, G and B and scales all three alike, so
-// hues stay and nothing passes the peak.
+// takes the rest to the peak. It works on each channel alone: bright colours go towards white as
+// they would on film, and the LUT stays smooth along grey, where a curve on the largest channel
+// (which keeps hues) would put a crease that the 33-node interpolation shows as bands.
 constexpr double kToneMapKnee = 0.6;
+// Gamut compression (CompressGamut) leaves colours alone whose lowest channel is at least this
+// far from their largest, as a fraction of the largest.
+constexpr double kGamutThreshold = 0.8;
 // The look of the look LUTs, on the output signal: a little more saturation about BT.709 luma,
 // and a gentle S-curve that mixes this much of a smoothstep into the signal on 0..1.
 constexpr double kLookSaturation = 1.1;
@@ -163,6 +167,8 @@ constexpr Recipe kRecipes[kModelLuts] = {
     {Source::Log12, 0, false, kVideo, kVideo},             // 44: file table of gamma 12
 };
 
+using Rgb = std::array<double, 3>;
+
 bool IsDisplayReferred(Source s) {
     return s == Source::HlgDisplay || s == Source::Pq;
 }
@@ -209,12 +215,27 @@ double ToneCurve(double x) {
     return kToneMapKnee + room * over / (over + room);
 }
 
+// Colours of a wide gamut that BT.709 cannot show. Each channel's distance from the largest,
+// d = (max − c) / max, stays as it is up to kGamutThreshold and is compressed above it so that it
+// approaches 1 (the edge of BT.709) however far out the colour was. Clipping each channel at 0
+// instead would take a bright colour from black to full in that channel within one LUT cell;
+// this way the change is spread out and the 33-node interpolation follows it. Colours whose
+// channels all lie below 0 (footroom) are left alone.
+void CompressGamut(Rgb& light) {
+    const double achromatic = std::max({light[0], light[1], light[2]});
+    if (achromatic <= 0) return;
+    for (double& c : light) {
+        const double d = (achromatic - c) / achromatic;
+        if (d <= kGamutThreshold) continue;
+        const double over = d - kGamutThreshold, room = 1.0 - kGamutThreshold;
+        c = achromatic * (1.0 - (kGamutThreshold + over / (1.0 + over / room)));
+    }
+}
+
 double LookCurve(double x) {
     if (x <= 0.0 || x >= 1.0) return x;
     return x + kLookContrast * (x * x * (3.0 - 2.0 * x) - x);
 }
-
-using Rgb = std::array<double, 3>;
 
 Rgb Multiply(const Matrix3& m, const Rgb& v) {
     Rgb out{};
@@ -245,6 +266,10 @@ Matrix3 Inverse(const Matrix3& m) {
     return out;
 }
 
+double DecodeInput(const Recipe& r, double value) {
+    return Decode(r.source, (value * 255.0 - r.in.black) / (r.in.white - r.in.black));
+}
+
 // A LUT's fixed parts, worked out once per LUT rather than once per node.
 struct Prepared {
     const Recipe* recipe;
@@ -264,16 +289,13 @@ Prepared Prepare(unsigned number) {
     p.luma = xyz[1];
     p.highest = (r.out.top - r.out.black) / (r.out.white - r.out.black);
     p.hlgOotfGamma = HlgSystemGamma(kHlgNominalPeakNits);
-    for (unsigned n = 0; n < kNodes; ++n) {
-        const double code = n * 255.0 / (kNodes - 1);
-        p.decoded[n] = Decode(r.source, (code - r.in.black) / (r.in.white - r.in.black));
-    }
+    for (unsigned n = 0; n < kNodes; ++n) p.decoded[n] = DecodeInput(r, n / (kNodes - 1.0));
     return p;
 }
 
-std::array<float, 3> Evaluate(const Prepared& p, unsigned r, unsigned g, unsigned b) {
+// From light as Decode gives it to the LUT's output values.
+std::array<float, 3> Evaluate(const Prepared& p, Rgb light) {
     const Recipe& recipe = *p.recipe;
-    Rgb light{p.decoded[r], p.decoded[g], p.decoded[b]};
     if (recipe.source == Source::HlgDisplay) {
         // BT.2100's OOTF on the scene's luminance, shown on the nominal 1000-nit display. The
         // footroom's negative luminance takes the gain of its magnitude, so that the LUT has no
@@ -282,16 +304,17 @@ std::array<float, 3> Evaluate(const Prepared& p, unsigned r, unsigned g, unsigne
         const double gain = kHlgNominalPeakNits * std::pow(std::abs(y), p.hlgOotfGamma - 1.0);
         for (double& c : light) c *= gain;
     }
-    light = Multiply(p.toBt709, light);
+    if (p.recipe->gamut != 0) {
+        light = Multiply(p.toBt709, light);
+        CompressGamut(light);
+    }
 
     Rgb signal{};
     if (IsDisplayReferred(recipe.source)) {
         // HDR reference white becomes SDR peak; the tone curve brings it down to 0.8 of the
         // peak (signal 0.91) and keeps room for the highlights above it.
-        for (double& c : light) c /= kHdrReferenceWhiteNits;
-        const double peak = std::max({light[0], light[1], light[2]});
-        const double scale = peak > kToneMapKnee ? ToneCurve(peak) / peak : 1.0;
-        for (int c = 0; c < 3; ++c) signal[c] = Bt1886InverseEotf(light[c] * scale);
+        for (int c = 0; c < 3; ++c)
+            signal[c] = Bt1886InverseEotf(ToneCurve(light[c] / kHdrReferenceWhiteNits));
     } else if (recipe.source == Source::Unchanged) {
         for (int c = 0; c < 3; ++c) signal[c] = Bt709Oetf(light[c]);
     } else {
@@ -419,7 +442,15 @@ Matrix3 GamutMatrix(uint32_t from, uint32_t to) {
 
 std::array<float, 3> LutNode(unsigned number, unsigned r, unsigned g, unsigned b) {
     if (number >= kModelLuts || r >= kNodes || g >= kNodes || b >= kNodes) return {};
-    return Evaluate(Prepare(number), r, g, b);
+    const Prepared p = Prepare(number);
+    return Evaluate(p, {p.decoded[r], p.decoded[g], p.decoded[b]});
+}
+
+std::array<float, 3> Convert(unsigned number, double r, double g, double b) {
+    if (number >= kModelLuts) return {};
+    const Prepared p = Prepare(number);
+    return Evaluate(
+        p, {DecodeInput(*p.recipe, r), DecodeInput(*p.recipe, g), DecodeInput(*p.recipe, b)});
 }
 
 void ComputeLut(unsigned number, float* out) {
@@ -428,7 +459,7 @@ void ComputeLut(unsigned number, float* out) {
     for (unsigned b = 0; b < kNodes; ++b)
         for (unsigned g = 0; g < kNodes; ++g)
             for (unsigned r = 0; r < kNodes; ++r) {
-                const auto v = Evaluate(p, r, g, b);
+                const auto v = Evaluate(p, {p.decoded[r], p.decoded[g], p.decoded[b]});
                 out[0] = v[0];
                 out[1] = v[1];
                 out[2] = v[2];

@@ -68,6 +68,8 @@ inline constexpr unsigned kCurves = 8;
 
 // LUT `number` (< kModelLuts) at node (r, g, b): R, G, B in 0..1.
 std::array<float, 3> LutNode(unsigned number, unsigned r, unsigned g, unsigned b);
+// What LUT `number` samples, at any input: values in 0..1 as the LUT takes them (code / 255).
+std::array<float, 3> Convert(unsigned number, double r, double g, double b);
 // The whole LUT into `out` (33³ × 3 floats, R the fastest axis). Faster than node by node.
 void ComputeLut(unsigned number, float* out);
 
