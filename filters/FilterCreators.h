@@ -3,9 +3,8 @@
 // row's class id to the filter's constructor, so CBaseFilter::ClassId() names the row the filter
 // came from; the MXF and MP4 flavours of one class differ only in that id and their flavour flag.
 //
-// A filter that is not built yet has a creator all the same: it logs a warning naming the class
-// and answers null with E_NOTIMPL in *phr. Such creators live in PendingFilters.cpp, which loses
-// a filter's lines when the filter arrives.
+// A filter that is not built yet has a creator all the same, in the file its filter will take: it
+// logs a warning naming the class and answers null with E_NOTIMPL in *phr.
 // Threads: any thread. Ownership: a returned object has no reference taken yet.
 #pragma once
 
