@@ -63,7 +63,7 @@ void CConvertThread::ConvertOne(IMediaSample* in) {
         const int32_t length = in->GetActualDataLength();
         std::lock_guard<std::mutex> guard(m_csParameters);
         int32_t pictureBytes = 0;
-        if (length > 0 && in->GetPointer(&input) == S_OK && input &&
+        if (m_pMaker && length > 0 && in->GetPointer(&input) == S_OK && input &&
             out->GetPointer(&output) == S_OK && output &&
             Fits(m_Parameters, length, out->GetSize(), &pictureBytes)) {
             uint32_t typeFlags = 0;
@@ -108,7 +108,9 @@ void CConvertThread::ConvertOne(IMediaSample* in) {
 
 int CConvertThread::Run() {
     const bool owner = TakeMachineMutex();
-    while (owner && m_pMaker && !m_bStop.load()) {
+    // Without a maker the worker still passes markers and acknowledges flushes, so that the
+    // stream and its flushes end; its pictures are dropped.
+    while (owner && !m_bStop.load()) {
         m_pQueue->Lock();
         const QueueItem item = m_pQueue->Pop();
         if (item == kQueueNewSegment) {

@@ -11,7 +11,8 @@
 //
 // A picture is converted only when the input holds width × height pixels of its layout and the
 // output buffer (width + linePadding) × height pixels of 32 bits; otherwise the output buffer is
-// dropped and the stream goes on. The output's data length is the converted picture's size, and
+// dropped and the stream goes on; so is every picture when the maker could not be made (markers
+// and flushes still pass). The output's data length is the converted picture's size, and
 // it carries the input's times, sync point, discontinuity and type specific flags.
 // Threads: Run on the worker; SetParameters on any thread (under m_csParameters, held by the worker
 // across a picture's size check and conversion, so that both see the same parameters). Lock

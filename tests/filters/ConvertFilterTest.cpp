@@ -78,7 +78,7 @@ public:
         uint8_t* data = nullptr;
         sample->GetPointer(&data);
         std::memcpy(data, bytes.data(), bytes.size());
-        sample->SetActualDataLength(int32_t(bytes.size()));
+        sample->SetActualDataLength(int32_t(bytes.size()) - (next == shortAt ? 2 : 0));
         REFERENCE_TIME start = next * kFrame, stop = start + kFrame;
         sample->SetTime(&start, &stop);
         sample->SetSyncPoint(next % 2 == 0);
@@ -87,6 +87,7 @@ public:
         return S_OK;
     }
     HRESULT hr = S_OK;
+    int shortAt = -1;  // set before the run: this picture lacks its last pixel
 
 private:
     const Format format;
@@ -155,6 +156,17 @@ INSTANTIATE_TEST_SUITE_P(
                     Format{.label = "Yuy2ToSdr", .gamut = 3, .gamma = 5, .conversion = true},
                     Format{.label = "Bgr4WithALook", .compression = kPixelFormatBGR4, .look = 9}),
     [](const auto& info) { return std::string(info.param.label); });
+
+TEST(ConvertFilterTest, APictureShorterThanItsFormatIsDroppedAndTheStreamGoesOn) {
+    ConvertGraph g({.label = ""}, 3);
+    ASSERT_TRUE(g.connected);
+    g.pin->shortAt = 1;
+    ASSERT_EQ(g.graph.Run(), S_OK);
+    ASSERT_EQ(g.graph.WaitForCompletion(60000), S_OK);
+    const std::vector<qvtest::Delivered> got = g.sink->Samples();
+    ASSERT_EQ(got.size(), 2u);
+    EXPECT_EQ(got[1].start, 2 * kFrame);
+}
 
 struct TargetCase {
     uint32_t gamut, gamma, hlg, targetGamma, targetGamut;
