@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -105,6 +106,40 @@ TEST_P(EveryLut, IsInRangeSmoothAlongGreyAndStoredWhereRead) {
         const auto node = LutNode(number, r, g, b);
         for (int c = 0; c < 3; ++c) EXPECT_EQ(lut[Index(r, g, b) + c], node[c]) << number;
     }
+}
+
+// Between the nodes, the kernels' trilinear interpolation stays close to the model: no LUT has
+// a cliff that 33 nodes cannot follow.
+TEST_P(EveryLut, InterpolationFollowsTheModel) {
+    const unsigned number = GetParam();
+    const float* lut = Lut3D(number);
+    double total = 0, worst = 0;
+    constexpr int kSamples = 1000;
+    for (int sample = 0; sample < kSamples; ++sample) {
+        double in[3], f[3];
+        unsigned i[3];
+        for (int c = 0; c < 3; ++c) {
+            in[c] = (16 + (sample * (37 + 54 * c) + 11 * c) % 220) / 255.0;  // video range
+            const double x = in[c] * 32;
+            i[c] = static_cast<unsigned>(x);
+            f[c] = x - i[c];
+        }
+        const auto model = Convert(number, in[0], in[1], in[2]);
+        for (int c = 0; c < 3; ++c) {
+            double value = 0;
+            for (unsigned corner = 0; corner < 8; ++corner) {
+                const unsigned dr = corner & 1, dg = corner >> 1 & 1, db = corner >> 2;
+                const double weight =
+                    (dr ? f[0] : 1 - f[0]) * (dg ? f[1] : 1 - f[1]) * (db ? f[2] : 1 - f[2]);
+                value += weight * lut[Index(i[0] + dr, i[1] + dg, i[2] + db) + c];
+            }
+            const double error = std::abs(value - model[c]) * 255;
+            total += error;
+            worst = std::max(worst, error);
+        }
+    }
+    EXPECT_LT(total / (3 * kSamples), 1.0) << "LUT " << number << ", mean error in codes";
+    EXPECT_LT(worst, 48.0) << "LUT " << number << ", worst error in codes";
 }
 
 INSTANTIATE_TEST_SUITE_P(ColourModel, EveryLut, ::testing::Range(0u, kLutAll));
