@@ -27,34 +27,15 @@ constexpr size_t kCurve8Floats = kCurve8Entries * 3;
 constexpr size_t kCurve16Floats = kCurve16Entries * 3;
 constexpr std::string_view kCubeExtension = ".cube";
 constexpr std::string_view kCubePrefix = "lut";
-// More threads than this gain nothing on the few dozen pieces of work.
+// More threads than this gain little on the few dozen pieces of work.
 constexpr unsigned kMostThreads = 8;
 
-struct ModelData {
-    std::unique_ptr<float[]> luts{new float[size_t{kLutAll} * kLutFloats]};
-    std::unique_ptr<float[]> curves8{new float[kCurveCount * kCurve8Floats]};
-    std::unique_ptr<float[]> curves16{new float[kCurveCount * kCurve16Floats]};
-};
-
-// The pieces of work, the big 16-bit curves first so that no thread is left with one at the end.
-void ComputePiece(ModelData& data, unsigned piece) {
-    if (piece < kCurveCount) {
-        colour::ComputeCurve(piece, kCurve16Entries, &data.curves16[piece * kCurve16Floats]);
-    } else if (piece < 2 * kCurveCount) {
-        const unsigned index = piece - kCurveCount;
-        colour::ComputeCurve(index, kCurve8Entries, &data.curves8[index * kCurve8Floats]);
-    } else {
-        const unsigned number = piece - 2 * kCurveCount;
-        colour::ComputeLut(number, &data.luts[size_t{number} * kLutFloats]);
-    }
-}
-
-ModelData* ComputeModel() {
-    auto* data = new ModelData;
-    constexpr unsigned kPieces = 2 * kCurveCount + kLutAll;
+// Runs piece(0) … piece(count − 1) on up to kMostThreads threads, the calling one among them.
+template <typename Piece>
+void ParallelFor(unsigned count, const Piece& piece) {
     std::atomic<unsigned> next{0};
     const auto work = [&] {
-        for (unsigned piece; (piece = next.fetch_add(1)) < kPieces;) ComputePiece(*data, piece);
+        for (unsigned i; (i = next.fetch_add(1)) < count;) piece(i);
     };
     std::vector<std::thread> helpers;
     const unsigned wanted = std::clamp(std::thread::hardware_concurrency(), 1u, kMostThreads);
@@ -67,15 +48,42 @@ ModelData* ComputeModel() {
     }
     work();
     for (auto& helper : helpers) helper.join();
-    return data;
 }
 
-const ModelData& Model() {
-    // Made on first use and never destroyed: kernels may run while the process exits.
+// The model's data is made on first use and never destroyed: kernels may run while the process
+// exits. LUTs and curves are made apart, since most pictures need only one kind.
+const float* ModelLuts() {
     static std::once_flag once;
-    static ModelData* data = nullptr;
-    std::call_once(once, [] { data = ComputeModel(); });
-    return *data;
+    static float* luts = nullptr;
+    std::call_once(once, [] {
+        luts = new float[size_t{kLutAll} * kLutFloats];
+        ParallelFor(kLutAll,
+                    [](unsigned n) { colour::ComputeLut(n, &luts[size_t{n} * kLutFloats]); });
+    });
+    return luts;
+}
+
+struct Curves {
+    float* set8;
+    float* set16;
+};
+
+Curves ModelCurves() {
+    static std::once_flag once;
+    static Curves curves{};
+    std::call_once(once, [] {
+        curves = {new float[kCurveCount * kCurve8Floats], new float[kCurveCount * kCurve16Floats]};
+        // The big 16-bit curves first, so that no thread is left with one at the end.
+        ParallelFor(2 * kCurveCount, [](unsigned piece) {
+            if (piece < kCurveCount) {
+                colour::ComputeCurve(piece, kCurve16Entries, &curves.set16[piece * kCurve16Floats]);
+            } else {
+                const unsigned index = piece - kCurveCount;
+                colour::ComputeCurve(index, kCurve8Entries, &curves.set8[index * kCurve8Floats]);
+            }
+        });
+    });
+    return curves;
 }
 
 // LUTs read from .cube files. A replaced LUT's storage is kept to the end of the process, since
@@ -112,15 +120,15 @@ const float* Lut3D(unsigned number) {
     if (number < kLutCount) {
         if (const float* file = replaced[number].load(std::memory_order_acquire)) return file;
     }
-    return &Model().luts[size_t{number} * kLutFloats];
+    return ModelLuts() + size_t{number} * kLutFloats;
 }
 
 const float* Curve8(unsigned index) {
-    return index < kCurveCount ? &Model().curves8[index * kCurve8Floats] : nullptr;
+    return index < kCurveCount ? ModelCurves().set8 + index * kCurve8Floats : nullptr;
 }
 
 const float* Curve16(unsigned index) {
-    return index < kCurveCount ? &Model().curves16[index * kCurve16Floats] : nullptr;
+    return index < kCurveCount ? ModelCurves().set16 + index * kCurve16Floats : nullptr;
 }
 
 unsigned CurveForPeakLuminance(uint32_t nits) {
