@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <cstring>
@@ -54,10 +55,6 @@ std::vector<uint8_t> FlatGroup(uint8_t y, uint8_t cb, uint8_t cr) {
 
 // ---- Integer tables, from the formulas ---------------------------------------------------------
 
-uint8_t Clamped(double value) {
-    return static_cast<uint8_t>(std::clamp(value, 0.0, 255.0));
-}
-
 struct IntegerCase {
     KernelKind kind;
     Matrix matrix;
@@ -86,17 +83,17 @@ TEST_P(IntegerTableTest, PixelFollowsTheTableRules) {
         b = std::trunc((yx + std::trunc(kb * 8 / 7 * 10000 * u) + 5000) / 10000);
         g = std::trunc((yx + std::trunc(-(kgb * u + kgr * v) * 8 / 7 * 10000) + 5000) / 10000);
     }
-    uint8_t expected[3] = {Clamped(r), Clamped(g), Clamped(b)};
-    if (c.kind == KernelKind::IntegerBoosted) {
-        for (uint8_t& e : expected) e = Clamped(std::trunc(e * 1.086758));
+    std::vector<uint8_t> expected;
+    for (double v : {r, g, b}) {
+        v = std::clamp(v, 0.0, 255.0);
+        if (c.kind == KernelKind::IntegerBoosted) v = std::min(std::trunc(v * 1.086758), 255.0);
+        expected.push_back(static_cast<uint8_t>(v));
     }
+    expected.push_back(0);
     const auto out = Convert(Plan(c.kind, InputLayout::Yuy2, c.matrix, PixelOrder::Rgb0),
                              FlatGroup(c.y, c.cb, c.cr), 0, 1);
     for (unsigned pixel = 0; pixel < 4; ++pixel) {
-        EXPECT_EQ(out[pixel * 4 + 0], expected[0]) << "R of pixel " << pixel;
-        EXPECT_EQ(out[pixel * 4 + 1], expected[1]) << "G of pixel " << pixel;
-        EXPECT_EQ(out[pixel * 4 + 2], expected[2]) << "B of pixel " << pixel;
-        EXPECT_EQ(out[pixel * 4 + 3], 0);
+        EXPECT_EQ(std::vector<uint8_t>(&out[pixel * 4], &out[pixel * 4 + 4]), expected) << pixel;
     }
 }
 
@@ -113,18 +110,146 @@ INSTANTIATE_TEST_SUITE_P(
                     IntegerCase{KernelKind::IntegerBoosted, Matrix::Bt709, 200, 150, 100},
                     IntegerCase{KernelKind::IntegerBoosted, Matrix::Bt709, 60, 128, 128}));
 
+// ---- Float stages, from the formulas in double precision ------------------------------------
+
+struct FloatCase {
+    const char* name;
+    KernelPlan plan;
+};
+
+// What a plan without a look-up gives for one pixel (y, cb, cr; or r, g, b for BGR layouts).
+std::array<double, 3> Expected(const KernelPlan& plan, double y, double cb, double cr) {
+    const bool wide = plan.layout == InputLayout::Yuv16 || plan.layout == InputLayout::Bgr16;
+    const bool bt2020 = plan.matrix == Matrix::Bt2020;
+    const double top = wide ? 65535 : 255, zero = wide ? 32768 : 128;
+    auto limit = [](double v, double t) { return std::clamp(v, 0.0, t); };
+    if (plan.kind == KernelKind::Combined16) {
+        const double ky = bt2020 ? 1.0711 : 1.0711297;
+        const double r =
+            bt2020 ? 1.6853 * cr + ky * y - 59609.855 : 1.7997714 * cr + ky * y - 63362.258;
+        const double g = bt2020 ? -0.1881 * cb - 0.653 * cr + ky * y + 23171.738
+                                : -0.21405715 * cb - 0.5349714 * cr + ky * y + 20156.82;
+        const double b =
+            bt2020 ? 2.1502 * cb + ky * y - 74844.16 : 2.1206858 * cb + ky * y - 73877.98;
+        return {limit(r / 256, 255), limit(g / 256, 255), limit(b / 256, 255)};
+    }
+    double r = cr, g = cb, b = y;  // BGR layouts: the arguments are R, G, B
+    if (plan.matrix != Matrix::None) {
+        const double u = cb - zero, v = cr - zero;
+        r = limit(y + (bt2020 ? 1.4746 : 1.5748) * v, top);
+        g = limit(y - (bt2020 ? 0.5714 * v + 0.1646 * u : 0.4681 * v + 0.1873 * u), top);
+        b = limit(y + (bt2020 ? 1.8814 : 1.8556) * u, top);
+    }
+    if (plan.preScale != PreScale::None) {
+        const bool s238 = plan.preScale == PreScale::Scale238;
+        const double a = wide ? (s238 ? 1.0756 : 1.1689) : (s238 ? 1.0714 : 1.1644);
+        const double o = wide ? (s238 ? -4405.7144 : -4787.9453) : (s238 ? -17.1429 : -18.6301);
+        r = limit(r * a + o, top), g = limit(g * a + o, top), b = limit(b * a + o, top);
+    }
+    const double o = wide ? 4387.328 : 17.138, k = wide ? 1 / 256.0 : 1;
+    switch (plan.output) {
+        case OutputStage::Range709:
+            return {limit((1.1276 * r - o - (0.0051 * b + 0.0514 * g)) * k, 255),
+                    limit((-0.0052 * b + 1.0916 * g - (0.0152 * r + o)) * k, 255),
+                    limit((1.1377 * b - 0.0512 * g - (0.0153 * r + o)) * k, 255)};
+        case OutputStage::Range2020:
+            return {limit((1.124 * r - o - (0.0043 * b + 0.0486 * g)) * k, 255),
+                    limit((1.0942 * g - 0.0043 * b - (0.0188 * r + o)) * k, 255),
+                    limit((1.1386 * b - 0.0486 * g - (0.0188 * r + o)) * k, 255)};
+        case OutputStage::By256:
+            return {limit(r / 256, 255), limit(g / 256, 255), limit(b / 256, 255)};
+        case OutputStage::None:
+            break;
+    }
+    const double n = wide ? 255 / 65535.0 : 1;
+    return {limit(r * n, 255), limit(g * n, 255), limit(b * n, 255)};
+}
+
+class FloatStageTest : public testing::TestWithParam<FloatCase> {};
+
+// Random pixels; a channel whose exact value lies within 0.02 of a rounding boundary is left out,
+// the others must round to the same byte — a wrong constant or order shows in some of them.
+TEST_P(FloatStageTest, PixelsRoundAsTheExactValue) {
+    const KernelPlan plan = GetParam().plan;
+    const bool wide = plan.layout == InputLayout::Yuv16 || plan.layout == InputLayout::Bgr16;
+    const bool yuv = plan.layout == InputLayout::Yuy2 || plan.layout == InputLayout::Yuv16;
+    uint32_t seed = 99;
+    unsigned checked = 0;
+    for (unsigned sample = 0; sample < 500; ++sample) {
+        uint16_t e[3];
+        for (uint16_t& v : e) {
+            seed = seed * 1664525 + 1013904223;
+            v = wide ? uint16_t(seed >> 16) : uint8_t(seed >> 24);
+        }
+        // A flat group (Y Cb Y Cr Y Cb Y Cr) or four B, G, R, unused pixels.
+        const uint16_t group[8] = {e[0], e[1], e[0], e[2], e[0], e[1], e[0], e[2]};
+        const uint16_t bgr[8] = {e[0], e[1], e[2], 0, e[0], e[1], e[2], 0};
+        std::vector<uint8_t> in;
+        for (unsigned k = 0; k < (yuv ? 8u : 16u); ++k) {
+            const uint16_t v = yuv ? group[k] : bgr[k % 8];
+            if (wide) in.push_back(uint8_t(v));
+            in.push_back(uint8_t(wide ? v >> 8 : v));
+        }
+        const auto out = Convert(plan, in, 0, 1);
+        const auto exact = Expected(plan, e[0], e[1], e[2]);
+        for (unsigned c = 0; c < 3; ++c) {
+            const double v = exact[c];
+            if (std::abs(v - std::floor(v) - 0.5) < 0.02) continue;
+            ++checked;
+            ASSERT_EQ(int{out[plan.order == PixelOrder::Bgr0 ? 2 - c : c]}, std::lround(v))
+                << "channel " << c << " of " << e[0] << " " << e[1] << " " << e[2];
+        }
+    }
+    EXPECT_GT(checked, 1400u);
+}
+
+KernelPlan FloatPlan(KernelKind kind, InputLayout layout, Matrix matrix, PreScale pre,
+                     OutputStage output, PixelOrder order = PixelOrder::Rgb) {
+    KernelPlan plan = Plan(kind, layout, matrix, order, output);
+    plan.preScale = pre;
+    return plan;
+}
+
+constexpr auto F = KernelKind::FloatChain;
+INSTANTIATE_TEST_SUITE_P(
+    Plans, FloatStageTest,
+    testing::Values(
+        FloatCase{"Yuy2Bt709Range709", FloatPlan(F, InputLayout::Yuy2, Matrix::Bt709,
+                                                 PreScale::None, OutputStage::Range709)},
+        FloatCase{"Yuy2Bt2020Range2020",
+                  FloatPlan(F, InputLayout::Yuy2, Matrix::Bt2020, PreScale::None,
+                            OutputStage::Range2020, PixelOrder::Bgr0)},
+        FloatCase{"Yuy2Bt2020Scale219", FloatPlan(F, InputLayout::Yuy2, Matrix::Bt2020,
+                                                  PreScale::Scale219, OutputStage::None)},
+        FloatCase{"Yuv16Bt709By256", FloatPlan(F, InputLayout::Yuv16, Matrix::Bt709, PreScale::None,
+                                               OutputStage::By256)},
+        FloatCase{"Yuv16Bt2020Range2020", FloatPlan(F, InputLayout::Yuv16, Matrix::Bt2020,
+                                                    PreScale::None, OutputStage::Range2020)},
+        FloatCase{"Yuv16Bt709Scale238", FloatPlan(F, InputLayout::Yuv16, Matrix::Bt709,
+                                                  PreScale::Scale238, OutputStage::None)},
+        FloatCase{"Bgr4Scale238Range709", FloatPlan(F, InputLayout::Bgr4, Matrix::None,
+                                                    PreScale::Scale238, OutputStage::Range709)},
+        FloatCase{"Bgr16Scale219Range709", FloatPlan(F, InputLayout::Bgr16, Matrix::None,
+                                                     PreScale::Scale219, OutputStage::Range709)},
+        FloatCase{"Combined709", FloatPlan(KernelKind::Combined16, InputLayout::Yuv16,
+                                           Matrix::Bt709, PreScale::None, OutputStage::None)},
+        FloatCase{"Combined2020", FloatPlan(KernelKind::Combined16, InputLayout::Yuv16,
+                                            Matrix::Bt2020, PreScale::None, OutputStage::None)}),
+    [](const testing::TestParamInfo<FloatCase>& info) { return info.param.name; });
+
 // ---- Look-ups at their edges -------------------------------------------------------------------
 
 TEST(LookupTest, AxisPositionRoundsTiesToEvenAndStopsBeforeTheLastNode) {
     // An integer position sits on a node from one side or the other: 1.0 → (0, 1), 2.0 → (2, 0).
-    EXPECT_EQ(stages::LutAxis(1.0f, 1.0f).index, 0u);
-    EXPECT_EQ(stages::LutAxis(1.0f, 1.0f).fraction, 1.0f);
-    EXPECT_EQ(stages::LutAxis(2.0f, 1.0f).index, 2u);
-    EXPECT_EQ(stages::LutAxis(2.0f, 1.0f).fraction, 0.0f);
-    EXPECT_EQ(stages::LutAxis(0.0f, 1.0f).index, 0u);
-    const auto top = stages::LutAxis(255.0f, stages::Depth8::kLutScale);
-    EXPECT_EQ(top.index, 31u);
-    EXPECT_NEAR(top.fraction, 0.9999f, 1e-6f);
+    auto axis = [](float v, float s) {
+        const auto a = stages::LutAxis(v, s);
+        return std::pair(a.index, a.fraction);
+    };
+    EXPECT_EQ(axis(1.0f, 1.0f), std::pair(0u, 1.0f));
+    EXPECT_EQ(axis(2.0f, 1.0f), std::pair(2u, 0.0f));
+    EXPECT_EQ(axis(0.0f, 1.0f), std::pair(0u, 0.0f));
+    EXPECT_EQ(axis(255.0f, stages::Depth8::kLutScale).first, 31u);
+    EXPECT_NEAR(axis(255.0f, stages::Depth8::kLutScale).second, 0.9999f, 1e-6f);
     // No value of either depth reaches past node 32.
     for (unsigned v = 0; v <= 65535; ++v) {
         const auto a = stages::LutAxis(static_cast<float>(v), stages::Depth16::kLutScale);
@@ -136,19 +261,13 @@ TEST(LookupTest, AxisPositionRoundsTiesToEvenAndStopsBeforeTheLastNode) {
     }
 }
 
-// The identity LUT: node (r, g, b) holds (r, g, b) / 32.
-std::vector<float> IdentityLut() {
-    std::vector<float> lut(size_t{33} * 33 * 33 * 3);
-    for (unsigned n = 0; n < 33 * 33 * 33; ++n) {
-        lut[n * 3 + 0] = (n % 33) / 32.0f;
-        lut[n * 3 + 1] = (n / 33 % 33) / 32.0f;
-        lut[n * 3 + 2] = (n / 1089) / 32.0f;
-    }
-    return lut;
-}
-
 TEST(LookupTest, IdentityLutGivesEveryByteBack) {
-    const std::vector<float> lut = IdentityLut();
+    // Node (r, g, b) holds (r, g, b) / 32.
+    std::vector<float> lut(kLutFloats);
+    for (unsigned n = 0; n < kLutFloats; ++n) {
+        const unsigned node = n / 3, c = n % 3;
+        lut[n] = (c == 0 ? node % 33 : c == 1 ? node / 33 % 33 : node / 1089) / 32.0f;
+    }
     // BGR4 in, B, G, R, 0 out: 256 pixels, each channel another byte value.
     std::vector<uint8_t> in;
     for (unsigned v = 0; v < 256; ++v) {
@@ -157,12 +276,7 @@ TEST(LookupTest, IdentityLutGivesEveryByteBack) {
     const auto out = Convert(Plan(KernelKind::FloatChain, InputLayout::Bgr4, Matrix::None,
                                   PixelOrder::Bgr0, OutputStage::None, Lookup::Lut3D),
                              in, 63, 1, 0, {lut.data(), nullptr, nullptr});
-    for (unsigned k = 0; k < 256; ++k) {
-        ASSERT_EQ(out[k * 4 + 0], in[k * 4 + 0]) << k;
-        ASSERT_EQ(out[k * 4 + 1], in[k * 4 + 1]) << k;
-        ASSERT_EQ(out[k * 4 + 2], in[k * 4 + 2]) << k;
-        ASSERT_EQ(out[k * 4 + 3], 0) << k;
-    }
+    for (unsigned k = 0; k < 256 * 4; ++k) ASSERT_EQ(out[k], k % 4 == 3 ? 0 : in[k]) << k;
 }
 
 TEST(LookupTest, CurveAt255ReadsItsLastEntry) {
@@ -179,13 +293,11 @@ TEST(LookupTest, CurveAt255ReadsItsLastEntry) {
     EXPECT_EQ(out[0], 191);
     EXPECT_EQ(out[1], 223);
     EXPECT_EQ(out[2], 255);
-}
-
-TEST(LookupTest, MissingLookupDataWritesNothing) {
-    const auto out = Convert(Plan(KernelKind::FloatChain, InputLayout::Bgr4, Matrix::None,
-                                  PixelOrder::Bgr0, OutputStage::None, Lookup::Lut3D),
-                             std::vector<uint8_t>(16, 9), 0, 1);
-    EXPECT_EQ(out, std::vector<uint8_t>(out.size(), kUntouched));
+    // Without its curve the kernel writes nothing.
+    const auto none = Convert(Plan(KernelKind::FloatChain, InputLayout::Bgr4, Matrix::None,
+                                   PixelOrder::Rgb, OutputStage::None, Lookup::Curve1D),
+                              in, 0, 1);
+    EXPECT_EQ(none, std::vector<uint8_t>(none.size(), kUntouched));
 }
 
 // ---- Chroma at group and row ends, padding, rows 0 ----------------------------------------------
@@ -207,7 +319,7 @@ protected:
     }
 };
 
-TEST_P(ChromaTest, LastGroupKeepsItsOwnChromaAndPaddingIsNotWritten) {
+TEST_P(ChromaTest, LastGroupKeepsItsOwnChromaPaddingAndRowsZeroAreNotWritten) {
     const KernelPlan plan = GetParam().plan;
     const unsigned bytes = OutputPixelBytes(plan.order);
     // Row 0: chroma 100/60 in group 0, 200/220 in group 1; row 1 is poison that row 0 must not
@@ -235,11 +347,9 @@ TEST_P(ChromaTest, LastGroupKeepsItsOwnChromaAndPaddingIsNotWritten) {
     }
     EXPECT_EQ(pixels(out, 8 + kPadding, 8), pixels(alone, 0, 8));
     EXPECT_EQ(out[2 * stride], kUntouched);
-}
-
-TEST_P(ChromaTest, RowsZeroWritesNothing) {
-    const auto out = Convert(GetParam().plan, Bytes(FlatGroup(1, 2, 3)), 0, 0);
-    EXPECT_EQ(out, std::vector<uint8_t>(out.size(), kUntouched));
+    // Rows 0: nothing at all.
+    const auto none = Convert(plan, Bytes(rows), 1, 0);
+    EXPECT_EQ(none, std::vector<uint8_t>(none.size(), kUntouched));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -266,8 +376,7 @@ INSTANTIATE_TEST_SUITE_P(
                                true}),
     [](const testing::TestParamInfo<ChromaCase>& info) { return info.param.name; });
 
-// ---- File tables
-// ---------------------------------------------------------------------------------
+// ---- File tables -----------------------------------------------------------------------------
 
 TEST(FileTableTest, EntriesGoOutAsTheyStandAndANullTableWritesNothing) {
     // Each entry holds its own Y, Cb, Cr, so the output shows which entry was read.
@@ -300,8 +409,7 @@ TEST(FileTableTest, EntriesGoOutAsTheyStandAndANullTableWritesNothing) {
               std::vector<uint8_t>(expected.begin(), expected.begin() + 32));
 }
 
-// ---- Packing, zero-fill, reorder
-// -----------------------------------------------------------------
+// ---- Packing, zero-fill, reorder -------------------------------------------------------------
 
 TEST(PackTest, RoundsTiesToEvenWithinTheByte) {
     stages::Planes p{};
@@ -332,8 +440,7 @@ TEST(ReorderTest, SixteenBitWordsGiveTheirHighByte) {
               (std::vector<uint8_t>{0x9A, 0x56, 0x12, 0x9A}));
 }
 
-// ---- Row kernels over the model's data, and the synthesized table
-// --------------------------------
+// ---- Row kernels over the model's data, and the synthesized table ----------------------------
 
 // A YUY2 row of 64 groups: luma and chroma sweeps.
 std::vector<uint8_t> SweepRow() {
