@@ -141,6 +141,12 @@ void CMBXMatchingImageMaker::TakeTables(const MatchingParameters& p) {
                 countedTable = TableId::Runtime;
             if (countedTable != TableId::None) LoadAndCount(countedTable);
         }
+        // 8-bit 4:2:2 kernels without a transition read the run-time table whenever someone
+        // built it, so such a maker holds it too: no other maker's Start frees it under a pass.
+        if (p.pixelFormat == matching::kFormatYuy2 && countedTable != TableId::Runtime) {
+            ++image::Shared().counts[static_cast<unsigned>(TableId::Runtime)];
+            holdsRuntimeTable = 1;
+        }
         FreeIdle(kModeZeroTables);
     } else if (p.outputMode == 1) {
         if (HasFileTable(p.sourceGamma) && p.pixelFormat == 0 && p.sourceGamut == 0) {
@@ -220,11 +226,13 @@ void CMBXMatchingImageMaker::Stop() {
         started = 0;
     }
     CUAutoLock tables(image::Shared().lock.Get());
-    if (countedTable != TableId::None) {
-        uint32_t& count = image::Shared().counts[static_cast<unsigned>(countedTable)];
-        if (count > 0) --count;
-        countedTable = TableId::None;
+    for (const TableId id : {countedTable, holdsRuntimeTable ? TableId::Runtime : TableId::None}) {
+        uint32_t* count =
+            id == TableId::None ? nullptr : &image::Shared().counts[static_cast<unsigned>(id)];
+        if (count && *count > 0) --*count;
     }
+    countedTable = TableId::None;
+    holdsRuntimeTable = 0;
 }
 
 void CMBXMatchingImageMaker::WorkerBody(void* argument) {

@@ -17,7 +17,9 @@
 // Tables: Start loads (or builds) the table its parameters use and counts it; Stop undoes exactly
 // what its Start counted (even if the parameters changed in between); a table whose count fell to
 // 0 is freed by the next Start of any maker with the same output mode. Kernels read a table
-// without a lock during a pass, which is safe because no running maker's table has a count of 0.
+// without a lock during a pass, which is safe because no running maker's table has a count of 0;
+// 8-bit 4:2:2 makers of output mode 0 also count the run-time table, which their kernels read
+// whenever another maker built it.
 //
 // Widths: kernels work in groups of 4 pixels on rows that lie back to back. A width that is not a
 // multiple of 4 is converted row by row, each row's last width % 4 pixels set to 0 (black): no
@@ -143,4 +145,5 @@ private:
     MatchingParameters parameters;                       // guarded by lock
     CUSharedPtr<CULockAbstract> lock;                    // a CURecursiveLock
     image::TableId countedTable = image::TableId::None;  // what Start counted; client thread
+    uint8_t holdsRuntimeTable = 0;  // Start counted the run-time table too; client thread
 };

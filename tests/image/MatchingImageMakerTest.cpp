@@ -217,8 +217,12 @@ TEST_F(MakerTest, PictureFlagAloneWaitsForTheNextParameters) {
     EXPECT_EQ(Converted(s.maker, p).Pixel(0, 3)[0] & 1, 1);
 }
 
-MatchingParameters TableUser(uint32_t outputMode, uint32_t sourceGamma, uint8_t runtime = 0) {
-    return {.sourceGamma = sourceGamma, .outputMode = outputMode, .buildRuntimeTable = runtime};
+MatchingParameters TableUser(uint32_t outputMode, uint32_t sourceGamma, uint8_t runtime = 0,
+                             uint32_t format = matching::kFormatYuy2) {
+    return {.sourceGamma = sourceGamma,
+            .outputMode = outputMode,
+            .pixelFormat = format,
+            .buildRuntimeTable = runtime};
 }
 uint8_t* Buffer(TableId id) {
     return image::Shared().buffers[static_cast<unsigned>(id)].load();
@@ -251,8 +255,14 @@ TEST_F(MakerTest, TwoMakersShareOneLoadAndTheNextStartFreesIt) {
     EXPECT_EQ(runtime[image::TableOffset(16, 128, 128) + 1], 0);
     EXPECT_EQ(runtime[image::TableOffset(235, 128, 128)], 235);
     EXPECT_EQ(runtime[image::TableOffset(63, 102, 240) + 2], 252);
+    // An 8-bit 4:2:2 maker, whose kernels read a built run-time table, holds it; a 16-bit one
+    // frees it once nobody does.
+    auto e = std::make_unique<Started>(TableUser(0, 1));
     c.reset();
-    Started{TableUser(0, 1)};
+    Started{TableUser(0, 1, 0, matching::kFormatYuv16)};
+    EXPECT_EQ(Buffer(TableId::Runtime), runtime);
+    e.reset();
+    Started{TableUser(0, 1, 0, matching::kFormatYuv16)};
     EXPECT_EQ(Buffer(TableId::Runtime), nullptr);
 }
 
