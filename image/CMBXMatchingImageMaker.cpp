@@ -226,11 +226,12 @@ void CMBXMatchingImageMaker::Stop() {
         started = 0;
     }
     CUAutoLock tables(image::Shared().lock.Get());
-    for (const TableId id : {countedTable, holdsRuntimeTable ? TableId::Runtime : TableId::None}) {
-        uint32_t* count =
-            id == TableId::None ? nullptr : &image::Shared().counts[static_cast<unsigned>(id)];
-        if (count && *count > 0) --*count;
-    }
+    const auto release = [](TableId id) {
+        uint32_t& count = image::Shared().counts[static_cast<unsigned>(id)];
+        if (count > 0) --count;
+    };
+    if (countedTable != TableId::None) release(countedTable);
+    if (holdsRuntimeTable) release(TableId::Runtime);
     countedTable = TableId::None;
     holdsRuntimeTable = 0;
 }
