@@ -227,11 +227,14 @@ TEST(ConvertFilterTest, SetTargetConversionHandsOverOnChangeOrInModeOne) {
     ASSERT_TRUE(g.connected);
     CConvertThread* worker = g.convert->Worker();
     ASSERT_NE(worker, nullptr);
+    void* host = nullptr;  // the host's view of the filter
+    ASSERT_EQ(g.convert->NonDelegatingQueryInterface(IID_IConvertFilter, &host), S_OK);
+    static_cast<IConvertFilter*>(host)->Release();  // the filter outlives the test's use
     const auto handedOver = [&](uint8_t enable, int8_t mode) {
         MatchingParameters spoilt = g.Parameters();
         spoilt.targetGamma = 99;
         worker->SetParameters(spoilt);
-        g.convert->SetTargetConversion(enable, mode);
+        static_cast<IConvertFilter*>(host)->SetTargetConversion(enable, mode);
         return worker->Parameters().targetGamma != 99;
     };
     EXPECT_TRUE(handedOver(1, 0));
