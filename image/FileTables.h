@@ -22,7 +22,8 @@
 
 namespace image {
 
-// "<host program's folder>/resource", or the folder SetTableFolder gave.
+// "<host program's folder>/resource" ("resource" under the working folder when the program's
+// path is unknown), or the folder SetTableFolder gave.
 std::string TableFolder();
 // An empty folder restores the default.
 void SetTableFolder(const std::string& folder);
