@@ -11,6 +11,7 @@ set(QV_THREADED_TESTS
   MovieResizeFilterTest
   TimecodeRendererTest
   AudioPinTest
+  SoundFiltersTest
 )
 # Test files that compare with independent tools.
 set(QV_ORACLE_TESTS

@@ -1,0 +1,653 @@
+// The sound filters on our graph runtime, between a source the test pushes from and sinks that
+// record what arrives: the mixer's gate and types, the splitter's pins, roles, refusals and
+// samples, the level renderer's messages, the sound-device probe and the class table's rows.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <condition_variable>
+#include <cstring>
+#include <filesystem>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "filters/AudioLevelRenderer.h"
+#include "filters/AudioOutputPins.h"
+#include "filters/FilterCreators.h"
+#include "filters/SoundMixerFilter.h"
+#include "filters/SoundSplitterFilter.h"
+#include "filters/WaveFormat.h"
+#include "platform/BaseInputPin.h"
+#include "platform/BaseOutputPin.h"
+#include "platform/MediaEvent.h"
+#include "platform/SoundDevices.h"
+
+namespace {
+
+constexpr auto kPatience = std::chrono::seconds(30);
+using Bytes = std::vector<uint8_t>;
+
+CMediaType PCMType(uint16_t channels, uint16_t bits, uint32_t rate = 48000) {
+    CMediaType type;
+    type.SetType(&MEDIATYPE_Audio);
+    type.SetSubtype(&MEDIASUBTYPE_PCM);
+    type.SetFormatType(&FORMAT_WaveFormatEx);
+    wave_format::WaveFormat format;
+    format.channels = channels;
+    format.bitsPerSample = bits;
+    format.samplesPerSec = rate;
+    format.blockAlign = static_cast<uint16_t>(channels * bits / 8);
+    format.avgBytesPerSec = rate * format.blockAlign;
+    wave_format::Write(&type, format);
+    return type;
+}
+
+CMediaType LevelType(const GUID& major) {
+    CMediaType type;
+    type.SetType(&major);
+    type.SetSubtype(&MEDIASUBTYPE_PrivateStream);
+    type.SetFormatType(&FORMAT_None);
+    return type;
+}
+
+Bytes Levels(const std::vector<int16_t>& levels) {
+    Bytes bytes(levels.size() * 2);
+    std::memcpy(bytes.data(), levels.data(), bytes.size());
+    return bytes;
+}
+
+// Offers one type and sends what the test pushes, on the test's thread.
+class PushPin : public CBaseOutputPin {
+public:
+    PushPin(CBaseFilter* filter, CURecursiveLock* lock, CMediaType type)
+        : CBaseOutputPin("push pin", filter, lock, &hr, L"Out"), type(std::move(type)) {}
+    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
+    HRESULT GetMediaType(int i, CMediaType* out) override {
+        if (i != 0) return i < 0 ? E_INVALIDARG : VFW_S_NO_MORE_ITEMS;
+        *out = type;
+        return S_OK;
+    }
+    HRESULT DecideBufferSize(IMemAllocator* alloc, ALLOCATOR_PROPERTIES* props) override {
+        props->cBuffers = 4;
+        props->cbBuffer = kBufferSize;
+        ALLOCATOR_PROPERTIES actual;
+        return alloc->SetProperties(props, &actual);
+    }
+    static constexpr int32_t kBufferSize = 4096;
+    HRESULT hr = S_OK;
+    CMediaType type;
+};
+
+class PushSource : public CBaseFilter {
+public:
+    explicit PushSource(CMediaType type)
+        : CBaseFilter("push source", nullptr, &lock, GUID_NULL), pin(this, &lock, type) {}
+    int GetPinCount() override { return 1; }
+    CBasePin* GetPin(int n) override { return n == 0 ? &pin : nullptr; }
+
+    // Times 10 * n .. 10 * n + 10 for the n-th push, a sync point.
+    HRESULT Push(const Bytes& bytes, uint32_t streamId = AM_STREAM_MEDIA) {
+        IMediaSample* sample = nullptr;
+        HRESULT hr = pin.GetDeliveryBuffer(&sample, nullptr, nullptr, 0);
+        if (FAILED(hr)) return hr;
+        uint8_t* data = nullptr;
+        sample->GetPointer(&data);
+        if (!bytes.empty()) std::memcpy(data, bytes.data(), bytes.size());
+        AM_SAMPLE2_PROPERTIES props;
+        constexpr uint32_t kSize = offsetof(AM_SAMPLE2_PROPERTIES, pMediaType);
+        static_cast<IMediaSample2*>(sample)->GetProperties(kSize,
+                                                           reinterpret_cast<uint8_t*>(&props));
+        props.lActual = static_cast<int32_t>(bytes.size());
+        props.tStart = 10 * pushed, props.tStop = 10 * pushed + 10;
+        props.dwSampleFlags = AM_SAMPLE_TIMEVALID | AM_SAMPLE_STOPVALID | AM_SAMPLE_SPLICEPOINT;
+        props.dwStreamId = streamId;
+        static_cast<IMediaSample2*>(sample)->SetProperties(kSize,
+                                                           reinterpret_cast<uint8_t*>(&props));
+        ++pushed;
+        hr = pin.Deliver(sample);
+        sample->Release();
+        return hr;
+    }
+
+    CURecursiveLock lock;
+    PushPin pin;
+    int pushed = 0;
+};
+
+struct Received {
+    Bytes bytes;
+    REFERENCE_TIME start = 0, stop = 0;
+    bool sync = false;
+};
+
+// Records every sample it receives; accepts the types `accepts` takes (any by default).
+class CapturePin : public CBaseInputPin {
+public:
+    CapturePin(CBaseFilter* filter, CURecursiveLock* lock)
+        : CBaseInputPin("capture pin", filter, lock, &hr, L"In") {}
+    HRESULT CheckMediaType(const CMediaType* type) override {
+        return !accepts || *type->Type() == *accepts ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
+    }
+    HRESULT Receive(IMediaSample* sample) override {
+        const HRESULT hr = CBaseInputPin::Receive(sample);
+        if (hr != S_OK) return hr;
+        Received r;
+        uint8_t* data = nullptr;
+        sample->GetPointer(&data);
+        r.bytes.assign(data, data + sample->GetActualDataLength());
+        sample->GetTime(&r.start, &r.stop);
+        r.sync = sample->IsSyncPoint() == S_OK;
+        std::lock_guard<std::mutex> guard(mutex);
+        samples.push_back(std::move(r));
+        changed.notify_all();
+        return S_OK;
+    }
+    std::vector<Received> WaitFor(size_t n) {
+        std::unique_lock<std::mutex> guard(mutex);
+        changed.wait_for(guard, kPatience, [&] { return samples.size() >= n; });
+        return samples;
+    }
+    std::vector<Received> Samples() {
+        std::lock_guard<std::mutex> guard(mutex);
+        return samples;
+    }
+
+    HRESULT hr = S_OK;
+    const GUID* accepts = nullptr;
+
+private:
+    std::mutex mutex;
+    std::condition_variable changed;  // with `mutex`
+    std::vector<Received> samples;    // guarded by `mutex`
+};
+
+class CaptureSink : public CBaseFilter {
+public:
+    CaptureSink() : CBaseFilter("capture sink", nullptr, &lock, GUID_NULL), pin(this, &lock) {}
+    int GetPinCount() override { return 1; }
+    CBasePin* GetPin(int n) override { return n == 0 ? &pin : nullptr; }
+    CURecursiveLock lock;
+    CapturePin pin;
+};
+
+// Filters held by reference, in one event queue, stopped (downstream first), disconnected and
+// released at the end. A sound output device is there unless a test says otherwise.
+class Graph : public testing::Test {
+protected:
+    void SetUp() override { platform::SetSoundOutputDeviceOverride(true); }
+    void TearDown() override {
+        for (CBaseFilter* filter : filters) filter->Stop();
+        for (CBaseFilter* filter : filters) {
+            for (int i = 0; i < filter->GetPinCount(); ++i) filter->GetPin(i)->Disconnect();
+        }
+        for (CBaseFilter* filter : filters) filter->Release();
+        platform::SetSoundOutputDeviceOverride(std::nullopt);
+    }
+    template <class T>
+    T* Add(T* filter) {
+        filter->AddRef();
+        filter->JoinFilterGraph(&events);
+        filters.insert(filters.begin(), filter);  // downstream filters are added later
+        return filter;
+    }
+    void PauseAll() {
+        for (CBaseFilter* filter : filters) ASSERT_EQ(filter->Pause(), S_OK);
+    }
+    std::vector<std::vector<LONG_PTR>> Events() {
+        std::vector<std::vector<LONG_PTR>> all;
+        long code = 0;
+        LONG_PTR p1 = 0, p2 = 0;
+        while (events.GetEvent(&code, &p1, &p2, 0) == S_OK) all.push_back({code, p1, p2});
+        return all;
+    }
+
+    CMediaEventQueue events;
+    std::vector<CBaseFilter*> filters;
+};
+
+// ---- Sound mixer ----
+
+class MixerTest : public Graph {
+protected:
+    void Build(const CMediaType& type = PCMType(2, 16)) {
+        source = Add(new PushSource(type));
+        mixer = Add(new CSoundMixerFilter(nullptr, nullptr, CLSID_SoundMixerFilter));
+        sink = Add(new CaptureSink());
+        ASSERT_EQ(source->pin.Connect(mixer->GetPin(0), nullptr), S_OK);
+        ASSERT_EQ(static_cast<IPin*>(mixer->GetPin(1))->Connect(&sink->pin, nullptr), S_OK);
+        PauseAll();
+    }
+    PushSource* source = nullptr;
+    CSoundMixerFilter* mixer = nullptr;
+    CaptureSink* sink = nullptr;
+};
+
+struct GateCase {
+    const char* name;
+    uint32_t left, right;
+    Bytes in, out;
+};
+
+class MixerGate : public MixerTest, public testing::WithParamInterface<GateCase> {};
+
+TEST_P(MixerGate, PassesOnlyChannelsSetToOne) {
+    Build();
+    const GateCase& c = GetParam();
+    ASSERT_EQ(mixer->SetChannelEnable(0, c.left), S_OK);
+    ASSERT_EQ(mixer->SetChannelEnable(1, c.right), S_OK);
+    ASSERT_EQ(source->Push(c.in), S_OK);
+    const std::vector<Received> got = sink->pin.Samples();
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].bytes, c.out);
+    EXPECT_EQ(got[0].start, 0);
+    EXPECT_EQ(got[0].stop, 10);
+    EXPECT_TRUE(got[0].sync);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sound, MixerGate,
+    testing::Values(
+        // The trailing partial frame becomes zero.
+        GateCase{"BothOn", 1, 1, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, {1, 2, 3, 4, 5, 6, 7, 8, 0, 0}},
+        GateCase{"BothOff", 0, 0, {1, 2, 3, 4, 5, 6, 7, 8}, {0, 0, 0, 0, 0, 0, 0, 0}},
+        GateCase{"TwoIsOff", 2, 1, {1, 2, 3, 4, 5, 6, 7, 8}, {0, 0, 3, 4, 0, 0, 7, 8}},
+        GateCase{"RightOff", 1, 0, {1, 2, 3, 4}, {1, 2, 0, 0}},
+        GateCase{"TwoBytesGiveTwoZeros", 1, 1, {1, 2}, {0, 0}}),
+    [](const testing::TestParamInfo<GateCase>& info) { return std::string(info.param.name); });
+
+TEST_F(MixerTest, ChannelEnableInterface) {
+    mixer = Add(new CSoundMixerFilter(nullptr, nullptr, CLSID_SoundMixerFilter));
+    IMSFSoundMixerFilter* gate = nullptr;
+    ASSERT_EQ(mixer->QueryInterface(IID_IMSFSoundMixerFilter, reinterpret_cast<void**>(&gate)),
+              S_OK);
+    uint32_t value = 0;
+    EXPECT_EQ(gate->GetChannelEnable(1, &value), S_OK);
+    EXPECT_EQ(value, 1u);
+    EXPECT_EQ(gate->SetChannelEnable(0, 2), S_OK);
+    EXPECT_EQ(gate->GetChannelEnable(0, &value), S_OK);
+    EXPECT_EQ(value, 2u);
+    EXPECT_EQ(gate->SetChannelEnable(2, 0), E_INVALIDARG);
+    EXPECT_EQ(gate->GetChannelEnable(2, &value), E_INVALIDARG);
+    EXPECT_EQ(gate->GetChannelEnable(0, nullptr), E_POINTER);
+    EXPECT_EQ(gate->GetChannelEnable(1, &value), S_OK);
+    EXPECT_EQ(value, 1u);
+    gate->Release();
+}
+
+TEST_F(MixerTest, TypesAndPool) {
+    // Whatever the input says, the output is 48 kHz stereo 16-bit, in one buffer of the input's.
+    Build(PCMType(6, 24, 96000));
+    EXPECT_EQ(mixer->GetPin(0)->Name(), L"Audio In");
+    EXPECT_EQ(mixer->GetPin(1)->Name(), L"Audio Out");
+    wave_format::WaveFormat out;
+    ASSERT_TRUE(wave_format::Read(sink->pin.CurrentMediaType(), &out));
+    EXPECT_EQ(sink->pin.CurrentMediaType().FormatLength(), 18u);
+    EXPECT_EQ(out.channels, 2);
+    EXPECT_EQ(out.samplesPerSec, 48000u);
+    EXPECT_EQ(out.avgBytesPerSec, 192000u);
+    EXPECT_EQ(out.blockAlign, 4);
+    EXPECT_EQ(out.bitsPerSample, 16);
+    IMemAllocator* pool = nullptr;
+    ASSERT_EQ(sink->pin.GetAllocator(&pool), S_OK);
+    ALLOCATOR_PROPERTIES props;
+    pool->GetProperties(&props);
+    pool->Release();
+    EXPECT_EQ(props.cBuffers, 1);
+    EXPECT_EQ(props.cbBuffer, PushPin::kBufferSize);
+
+    CMediaType type;
+    EXPECT_EQ(mixer->GetMediaType(-1, &type), E_INVALIDARG);
+    EXPECT_EQ(mixer->GetMediaType(1, &type), VFW_S_NO_MORE_ITEMS);
+    EXPECT_EQ(mixer->GetMediaType(0, nullptr), E_UNEXPECTED);
+    CMediaType video = PCMType(2, 16);
+    video.SetType(&MEDIATYPE_Video);
+    CMediaType other = PCMType(2, 16);
+    other.SetFormatType(&FORMAT_None);
+    for (const CMediaType* refused : {&video, &other}) {
+        EXPECT_EQ(mixer->CheckInputType(refused), VFW_E_TYPE_NOT_ACCEPTED);
+        EXPECT_EQ(mixer->CheckTransform(&sink->pin.CurrentMediaType(), refused),
+                  VFW_E_TYPE_NOT_ACCEPTED);
+    }
+}
+
+TEST_F(MixerTest, NoDeviceDropsEverySampleAndTellsTheGraph) {
+    Build();
+    platform::SetSoundOutputDeviceOverride(false);
+    EXPECT_EQ(source->Push({1, 2, 3, 4}), S_OK);
+    EXPECT_EQ(source->Push({1, 2, 3, 4}), S_OK);
+    EXPECT_TRUE(sink->pin.Samples().empty());
+    const std::vector<LONG_PTR> abort{EC_ERRORABORT, AUDCLNT_E_DEVICE_INVALIDATED, 0};
+    EXPECT_EQ(Events(), (std::vector<std::vector<LONG_PTR>>{abort, abort}));
+    platform::SetSoundOutputDeviceOverride(true);  // a device again: samples flow
+    EXPECT_EQ(source->Push({1, 2, 3, 4}), S_OK);
+    EXPECT_EQ(sink->pin.Samples().size(), 1u);
+}
+
+TEST_F(MixerTest, OtherStreamsPassUntouched) {
+    Build();
+    mixer->SetChannelEnable(0, 0);
+    ASSERT_EQ(source->Push({1, 2, 3, 4}, 1), S_OK);
+    ASSERT_EQ(sink->pin.Samples().size(), 1u);
+    EXPECT_EQ(sink->pin.Samples()[0].bytes, (Bytes{1, 2, 3, 4}));
+}
+
+// ---- Sound splitter ----
+
+class SplitterTest : public Graph {
+protected:
+    // Source -> splitter, and when `outputs`, sound and levels into two capture sinks.
+    void Build(const CMediaType& type, bool mp4 = false, bool outputs = true) {
+        source = Add(new PushSource(type));
+        splitter = Add(new CSoundSplitterFilter(
+            nullptr, nullptr, mp4 ? CLSID_MP4SoundSplitterFilter : CLSID_SoundSplitterFilter, mp4));
+        sound = Add(new CaptureSink());
+        levels = Add(new CaptureSink());
+        ASSERT_EQ(splitter->GetPinCount(), 1);
+        ASSERT_EQ(source->pin.Connect(splitter->GetPin(0), nullptr), S_OK);
+        ASSERT_EQ(splitter->GetPinCount(), 3);
+        if (outputs) {
+            ASSERT_EQ(Out(1)->Connect(&sound->pin, nullptr), S_OK);
+            ASSERT_EQ(Out(2)->Connect(&levels->pin, nullptr), S_OK);
+        }
+        PauseAll();
+    }
+    IPin* Out(int n) { return static_cast<IPin*>(splitter->GetPin(n)); }
+    void Roles(const std::vector<uint32_t>& roles) {
+        for (size_t i = 0; i < roles.size(); ++i)
+            splitter->SetChannelRole(static_cast<int32_t>(i), roles[i]);
+    }
+    PushSource* source = nullptr;
+    CSoundSplitterFilter* splitter = nullptr;
+    CaptureSink* sound = nullptr;
+    CaptureSink* levels = nullptr;
+};
+
+TEST_F(SplitterTest, FoldsAndMeasuresIntoTwoPins) {
+    Build(PCMType(4, 24));
+    EXPECT_EQ(splitter->GetPin(1)->Name(), L"Audio Out 1");
+    EXPECT_EQ(splitter->GetPin(2)->Name(), L"Audio Level Out");
+    EXPECT_EQ(splitter->GetPin(3), nullptr);
+    ASSERT_EQ(splitter->GetChannelCount(), 4u);
+    Roles({1, 2, 0, 0});
+    // One frame: 100, -200, full scale, -full scale.
+    ASSERT_EQ(source->Push({100, 0, 0, 0x38, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0, 0, 0x80}), S_OK);
+    const std::vector<Received> stereo = sound->pin.WaitFor(1);
+    const std::vector<Received> level = levels->pin.WaitFor(1);
+    ASSERT_EQ(stereo.size(), 1u);
+    ASSERT_EQ(level.size(), 1u);
+    EXPECT_EQ(stereo[0].bytes, (Bytes{100, 0, 0, 0x38, 0xFF, 0xFF}));
+    EXPECT_EQ(level[0].bytes, Levels({-6000, -6000, 0, 0}));
+    EXPECT_EQ(stereo[0].start, 0);
+    EXPECT_EQ(stereo[0].stop, 10);
+    EXPECT_EQ(level[0].start, 0);
+    EXPECT_EQ(level[0].stop, 10);
+
+    wave_format::WaveFormat out;
+    ASSERT_TRUE(wave_format::Read(sound->pin.CurrentMediaType(), &out));
+    EXPECT_EQ(out.channels, 2);
+    EXPECT_EQ(out.bitsPerSample, 24);
+    EXPECT_EQ(out.samplesPerSec, 48000u);
+    EXPECT_EQ(out.avgBytesPerSec, 288000u);
+    EXPECT_EQ(out.blockAlign, 6);
+    EXPECT_EQ(*levels->pin.CurrentMediaType().Type(), MEDIATYPE_MXFAudioLevel);
+}
+
+TEST_F(SplitterTest, RolesOutsideTheChannelsAndTypeChecksReset) {
+    // The parsers' default type: the 40-byte extensible format, stereo 16-bit.
+    CMediaType parser;
+    ASSERT_EQ(audio_format::Build(nullptr, &parser), S_OK);
+    Build(parser, true);
+    EXPECT_EQ(*levels->pin.CurrentMediaType().Type(), MEDIATYPE_MP4AudioLevel);
+    Roles({3, 0});
+    splitter->SetChannelRole(2, 1);   // index == count
+    splitter->SetChannelRole(-1, 1);  // negative
+    ASSERT_EQ(source->Push({5, 0, 9, 0}), S_OK);
+    // A second check with a format block puts every channel back to role 0: silence.
+    ASSERT_EQ(splitter->GetPin(0)->QueryAccept(&parser), S_OK);
+    ASSERT_EQ(source->Push({5, 0, 9, 0}), S_OK);
+    const std::vector<Received> got = sound->pin.WaitFor(2);
+    ASSERT_EQ(got.size(), 2u);
+    EXPECT_EQ(got[0].bytes, (Bytes{5, 0, 5, 0}));
+    EXPECT_EQ(got[1].bytes, (Bytes{0, 0, 0, 0}));
+    EXPECT_EQ(levels->pin.WaitFor(2).size(), 2u);
+}
+
+struct Refusal {
+    const char* name;
+    uint16_t channels, bits;
+    uint32_t blockLength;  // 0: the written block
+};
+
+class SplitterRefuses : public testing::TestWithParam<Refusal> {};
+
+TEST_P(SplitterRefuses, FormatsItCannotSplit) {
+    const Refusal& r = GetParam();
+    CSoundSplitterFilter splitter(nullptr, nullptr, CLSID_SoundSplitterFilter, false);
+    splitter.NonDelegatingAddRef();  // lives on the stack
+    CMediaType type = PCMType(r.channels, r.bits);
+    if (r.blockLength) {
+        const Bytes block(type.Format(), type.Format() + r.blockLength);
+        type.SetFormat(block.data(), r.blockLength);
+    }
+    EXPECT_EQ(splitter.GetPin(0)->CheckMediaType(&type), VFW_E_TYPE_NOT_ACCEPTED);
+    EXPECT_EQ(splitter.GetChannelCount(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sound, SplitterRefuses,
+    testing::Values(Refusal{"EightBits", 2, 8, 0}, Refusal{"ThirtyTwoBits", 2, 32, 0},
+                    Refusal{"TwelveBits", 2, 12, 0}, Refusal{"NoChannels", 0, 16, 0},
+                    Refusal{"MoreChannelsThanLevels", 257, 16, 0},
+                    Refusal{"ShortBlock", 2, 16, 14}),
+    [](const testing::TestParamInfo<Refusal>& info) { return std::string(info.param.name); });
+
+TEST(SplitterTypes, AcceptsWhatItCanSplit) {
+    CSoundSplitterFilter splitter(nullptr, nullptr, CLSID_SoundSplitterFilter, false);
+    splitter.NonDelegatingAddRef();
+    CBasePin* input = splitter.GetPin(0);
+    CMediaType noBlock = PCMType(2, 16);
+    noBlock.ResetFormatBuffer();
+    EXPECT_EQ(input->CheckMediaType(&noBlock), S_OK);
+    EXPECT_EQ(splitter.GetChannelCount(), 0u);  // nothing taken over
+    CMediaType video = PCMType(2, 16);
+    video.SetType(&MEDIATYPE_Video);
+    EXPECT_EQ(input->CheckMediaType(&video), VFW_E_TYPE_NOT_ACCEPTED);
+    for (const uint16_t channels : {1, 8, 256}) {
+        CMediaType type = PCMType(channels, 24);
+        EXPECT_EQ(input->CheckMediaType(&type), S_OK);
+        EXPECT_EQ(splitter.GetChannelCount(), channels);
+    }
+}
+
+TEST_F(SplitterTest, UnconnectedLevelPinFailsEverySample) {
+    source = Add(new PushSource(PCMType(2, 16)));
+    splitter = Add(new CSoundSplitterFilter(nullptr, nullptr, CLSID_SoundSplitterFilter, false));
+    sound = Add(new CaptureSink());
+    ASSERT_EQ(source->pin.Connect(splitter->GetPin(0), nullptr), S_OK);
+    ASSERT_EQ(Out(1)->Connect(&sound->pin, nullptr), S_OK);
+    PauseAll();
+    EXPECT_EQ(source->Push({1, 0, 2, 0}), E_FAIL);
+    EXPECT_EQ(source->Push({1, 0, 2, 0}), E_FAIL);
+}
+
+TEST_F(SplitterTest, NoDeviceDropsEverySampleAndTellsTheGraph) {
+    Build(PCMType(2, 16));
+    platform::SetSoundOutputDeviceOverride(false);
+    EXPECT_EQ(source->Push({1, 0, 2, 0}), S_OK);
+    EXPECT_EQ(source->Push({1, 0, 2, 0}), S_OK);
+    const std::vector<LONG_PTR> abort{EC_ERRORABORT, AUDCLNT_E_DEVICE_INVALIDATED, 0};
+    EXPECT_EQ(Events(), (std::vector<std::vector<LONG_PTR>>{abort, abort}));
+    // Nothing was queued: a later sample is the first to arrive.
+    platform::SetSoundOutputDeviceOverride(true);
+    EXPECT_EQ(source->Push({7, 0, 8, 0}), S_OK);
+    EXPECT_EQ(levels->pin.WaitFor(1).size(), 1u);
+    const std::vector<Received> got = sound->pin.WaitFor(1);
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].start, 20);
+}
+
+// ---- Audio level renderer ----
+
+class RendererTest : public Graph {
+protected:
+    void SetUp() override {
+        Graph::SetUp();
+        window = RegisterMessageWindow();
+    }
+    void TearDown() override {
+        Graph::TearDown();
+        UnregisterMessageWindow(window);
+    }
+    // A level source of `major` into a renderer of `flavour`.
+    HRESULT Build(const GUID& major, bool mp4Flavour) {
+        source = Add(new PushSource(LevelType(major)));
+        renderer = Add(new CAudioLevelRenderer(
+            nullptr, nullptr, mp4Flavour ? CLSID_MP4AudioLevelRenderer : CLSID_AudioLevelRenderer,
+            mp4Flavour));
+        renderer->SetLevelWindow(window, kMessage);
+        return source->pin.Connect(renderer->GetPin(0), nullptr);
+    }
+    std::vector<MSG> Messages() {
+        std::vector<MSG> all;
+        MSG msg;
+        while (CMessageWindows::PeekMessage(window, &msg)) all.push_back(msg);
+        return all;
+    }
+
+    static constexpr UINT kMessage = 0x8123;
+    HWND window = nullptr;
+    PushSource* source = nullptr;
+    CAudioLevelRenderer* renderer = nullptr;
+};
+
+struct LevelCase {
+    const char* name;
+    std::vector<int16_t> levels;
+    WPARAM wParam;
+    LPARAM lParam;  // checked when the sample holds four levels or more
+};
+
+class RendererMessages : public RendererTest, public testing::WithParamInterface<LevelCase> {};
+
+TEST_P(RendererMessages, FirstFourLevelsInOneMessage) {
+    const LevelCase& c = GetParam();
+    ASSERT_EQ(Build(MEDIATYPE_MXFAudioLevel, false), S_OK);
+    ASSERT_EQ(renderer->Run(0), S_OK);
+    ASSERT_EQ(source->Pause(), S_OK);
+    ASSERT_EQ(source->Push(Levels(c.levels)), S_OK);  // no clock: rendered at once
+    const std::vector<MSG> got = Messages();
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].message, kMessage);
+    EXPECT_EQ(got[0].wParam, c.wParam);
+    if (c.levels.size() >= 4) {
+        EXPECT_EQ(got[0].lParam, c.lParam);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sound, RendererMessages,
+    testing::Values(LevelCase{"Stereo", {-100, -2}, 0xFFFEFF9C, 0},
+                    LevelCase{
+                        "SixChannelsShowFour", {-1, -2, -3, -4, -5, -6}, 0xFFFEFFFF, 0xFFFCFFFD},
+                    LevelCase{"Silence", {-6000, -6000, -6000, -6000}, 0xE890E890, 0xE890E890}),
+    [](const testing::TestParamInfo<LevelCase>& info) { return std::string(info.param.name); });
+
+TEST_F(RendererTest, EachFlavourRefusesTheOther) {
+    EXPECT_NE(Build(MEDIATYPE_MP4AudioLevel, false), S_OK);
+    CMediaType mxf = LevelType(MEDIATYPE_MXFAudioLevel), mp4 = LevelType(MEDIATYPE_MP4AudioLevel);
+    EXPECT_EQ(renderer->CheckMediaType(&mp4), E_INVALIDARG);
+    EXPECT_EQ(renderer->CheckMediaType(&mxf), S_OK);
+    CAudioLevelRenderer row9(nullptr, nullptr, CLSID_MP4AudioLevelRenderer, true);
+    row9.NonDelegatingAddRef();
+    EXPECT_EQ(row9.CheckMediaType(&mxf), E_INVALIDARG);
+    EXPECT_EQ(row9.CheckMediaType(&mp4), S_OK);
+    EXPECT_EQ(row9.GetPin(0)->Name(), L"Input");
+    EXPECT_EQ(row9.GetPinCount(), 1);
+}
+
+TEST_F(RendererTest, FirstSampleInPauseIsShownOnce) {
+    ASSERT_EQ(Build(MEDIATYPE_MP4AudioLevel, true), S_OK);
+    ASSERT_EQ(renderer->Pause(), S_OK);
+    ASSERT_EQ(source->Pause(), S_OK);
+    HRESULT pushed = E_FAIL;
+    std::thread streaming([&] { pushed = source->Push(Levels({-10, -20})); });  // held in pause
+    MSG msg;
+    ASSERT_TRUE(CMessageWindows::GetMessage(window, &msg, kPatience));
+    EXPECT_EQ(msg.wParam, 0xFFECFFF6u);
+    ASSERT_EQ(renderer->Run(0), S_OK);  // renders the held sample: no second message
+    streaming.join();
+    EXPECT_EQ(pushed, S_OK);
+    ASSERT_EQ(source->Push(Levels({-30, -40})), S_OK);
+    const std::vector<MSG> got = Messages();
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].wParam, 0xFFD8FFE2u);
+}
+
+// The whole level path: splitter -> renderer, silence on four channels.
+TEST_F(RendererTest, SplitterLevelsReachTheHost) {
+    auto* input = Add(new PushSource(PCMType(4, 16)));
+    auto* splitter =
+        Add(new CSoundSplitterFilter(nullptr, nullptr, CLSID_SoundSplitterFilter, false));
+    auto* sound = Add(new CaptureSink());
+    renderer = Add(new CAudioLevelRenderer(nullptr, nullptr, CLSID_AudioLevelRenderer, false));
+    renderer->SetLevelWindow(window, kMessage);
+    ASSERT_EQ(input->pin.Connect(splitter->GetPin(0), nullptr), S_OK);
+    ASSERT_EQ(static_cast<IPin*>(splitter->GetPin(1))->Connect(&sound->pin, nullptr), S_OK);
+    ASSERT_EQ(static_cast<IPin*>(splitter->GetPin(2))->Connect(renderer->GetPin(0), nullptr), S_OK);
+    for (CBaseFilter* filter : filters) ASSERT_EQ(filter->Run(0), S_OK);
+    ASSERT_EQ(input->Push(Bytes(16, 0)), S_OK);
+    MSG msg;
+    ASSERT_TRUE(CMessageWindows::GetMessage(window, &msg, kPatience));
+    EXPECT_EQ(msg.wParam, 0xE890E890u);
+    EXPECT_EQ(msg.lParam, 0xE890E890);
+}
+
+// ---- Probe and class table ----
+
+TEST(SoundDevices, PlaybackEntriesOfCards) {
+    const std::filesystem::path root =
+        std::filesystem::path(testing::TempDir()) / ("asound-" + std::to_string(getpid()));
+    std::filesystem::remove_all(root);
+    std::filesystem::create_directories(root / "card0" / "pcm0c");
+    std::filesystem::create_directories(root / "cards" / "pcm0p");  // not a card
+    std::filesystem::create_directories(root / "card1" / "pcmXp");  // not a device number
+    EXPECT_FALSE(platform::ListsPlaybackDevice(root.string()));
+    std::filesystem::create_directories(root / "card1" / "pcm3p");
+    EXPECT_TRUE(platform::ListsPlaybackDevice(root.string()));
+    EXPECT_FALSE(platform::ListsPlaybackDevice((root / "missing").string()));
+    std::filesystem::remove_all(root);
+}
+
+TEST(SoundRows, CreatorsNameTheirRows) {
+    struct Row {
+        CUnknown* (*create)(IUnknown*, HRESULT*);
+        const CLSID* clsid;
+        const IID* iid;
+    };
+    for (const Row& row :
+         {Row{CreateSoundMixerFilter, &CLSID_SoundMixerFilter, &IID_IMSFSoundMixerFilter},
+          Row{CreateSoundSplitterFilterMXF, &CLSID_SoundSplitterFilter,
+              &IID_IMSFSoundSplitterFilter},
+          Row{CreateSoundSplitterFilterMP4, &CLSID_MP4SoundSplitterFilter,
+              &IID_IMSFSoundSplitterFilter},
+          Row{CreateAudioLevelRendererMXF, &CLSID_AudioLevelRenderer, &IID_IMSFAudioLevelRenderer},
+          Row{CreateAudioLevelRendererMP4, &CLSID_MP4AudioLevelRenderer,
+              &IID_IMSFAudioLevelRenderer}}) {
+        HRESULT hr = S_OK;
+        CUnknown* object = row.create(nullptr, &hr);
+        ASSERT_NE(object, nullptr);
+        EXPECT_EQ(hr, S_OK);
+        object->NonDelegatingAddRef();
+        auto* filter = dynamic_cast<CBaseFilter*>(object);
+        ASSERT_NE(filter, nullptr);
+        EXPECT_EQ(filter->ClassId(), *row.clsid);
+        IUnknown* own = nullptr;
+        EXPECT_EQ(object->NonDelegatingQueryInterface(*row.iid, reinterpret_cast<void**>(&own)),
+                  S_OK);
+        if (own) own->Release();
+        object->NonDelegatingRelease();
+    }
+}
+
+}  // namespace
