@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "image/KernelData.h"
 #include "image/KernelPlan.h"
 
 #if defined(__SSE2__)
@@ -205,7 +206,10 @@ inline void PreScaleStage(Planes& p, unsigned n) {
 // ---- 3D look-up ---------------------------------------------------------------------------------
 
 inline constexpr float kLutCap = 31.9999f;  // not 32: node 32 is reached, node 33 never
-inline constexpr unsigned kLutStrideR = 3, kLutStrideG = 33 * 3, kLutStrideB = 33 * 33 * 3;
+// Floats between neighbouring nodes along R (the fastest axis), G and B.
+inline constexpr unsigned kLutStrideR = 3;
+inline constexpr unsigned kLutStrideG = kLutSize * kLutStrideR;
+inline constexpr unsigned kLutStrideB = kLutSize * kLutStrideG;
 
 // One linear step, in the form every look-up here uses: (b − a) × f + a.
 inline float Lerp(float a, float b, float f) {

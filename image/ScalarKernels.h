@@ -31,12 +31,12 @@ struct ChainStages {
     using Input = void (*)(const uint8_t* source, unsigned groups, bool endsRow,
                            stages::Planes& planes);
     using Stage = void (*)(stages::Planes& planes, unsigned n);
-    using Lookup = void (*)(stages::Planes& planes, unsigned n, const float* data);
+    using LookupStage = void (*)(stages::Planes& planes, unsigned n, const float* data);
     using Pack = void (*)(const stages::Planes& planes, unsigned n, uint8_t* out);
 
     Input input = nullptr;
     Stage preScale = nullptr;
-    Lookup lookup = nullptr;
+    LookupStage lookup = nullptr;
     Stage output = nullptr;
     Pack pack = nullptr;
 };
