@@ -70,8 +70,8 @@ constexpr double kShoulderKnee = 0.85;
 // they would on film, and the LUT stays smooth along grey, where a curve on the largest channel
 // (which keeps hues) would put a crease that the 33-node interpolation shows as bands.
 constexpr double kToneMapKnee = 0.6;
-// Gamut compression (CompressGamut) leaves colours alone whose lowest channel is at least this
-// far from their largest, as a fraction of the largest.
+// Gamut compression (CompressGamut) leaves a channel alone while its distance below the largest
+// channel, as a fraction of the largest, is at most this: in-gamut colours up to 80 % saturation.
 constexpr double kGamutThreshold = 0.8;
 // The look of the look LUTs, on the output signal: a little more saturation about BT.709 luma,
 // and a gentle S-curve that mixes this much of a smoothstep into the signal on 0..1.
