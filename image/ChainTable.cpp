@@ -30,11 +30,6 @@ struct Job {
     uint8_t* table;
 };
 
-template <bool kBgr>
-void Pack3(const Planes& p, unsigned n, uint8_t* out) {
-    stages::PackStage<kBgr, kEntryBytes>(p, n, out);
-}
-
 // Entries of luma values [first, end): for each Y and Cb, the 256 values of Cr in chunks.
 void FillLumaRange(const Job& job, unsigned first, unsigned end) {
     static_assert(kValues % stages::kChunkPixels == 0);
@@ -83,7 +78,8 @@ void FillChainTable(const KernelPlan& chain, const KernelInputs& inputs, uint8_t
         case Matrix::None:
             return;
     }
-    job.pack = chain.order == PixelOrder::Bgr0 ? Pack3<true> : Pack3<false>;
+    job.pack = chain.order == PixelOrder::Bgr0 ? stages::PackStage<true, kEntryBytes>
+                                               : stages::PackStage<false, kEntryBytes>;
     job.table = table;
 
     // Bands of luma values, one a thread; this thread takes the first.

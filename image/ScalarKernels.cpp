@@ -52,19 +52,14 @@ struct Rows {
 
 // ---- Float chain --------------------------------------------------------------------------------
 
-template <bool kBgr, unsigned kBytes>
-void Pack(const Planes& p, unsigned n, uint8_t* out) {
-    stages::PackStage<kBgr, kBytes>(p, n, out);
-}
-
 ChainStages::Pack PackFor(PixelOrder order) {
     switch (order) {
         case PixelOrder::Rgb:
-            return Pack<false, 3>;
+            return stages::PackStage<false, 3>;
         case PixelOrder::Rgb0:
-            return Pack<false, 4>;
+            return stages::PackStage<false, 4>;
         case PixelOrder::Bgr0:
-            return Pack<true, 4>;
+            return stages::PackStage<true, 4>;
     }
     return nullptr;
 }
@@ -90,15 +85,6 @@ ChainStages::Input Input422For(KernelKind kind, Matrix matrix) {
 }
 
 template <typename Depth>
-void PreScale238(Planes& p, unsigned n) {
-    stages::PreScaleStage<Depth, PreScale::Scale238>(p, n);
-}
-template <typename Depth>
-void PreScale219(Planes& p, unsigned n) {
-    stages::PreScaleStage<Depth, PreScale::Scale219>(p, n);
-}
-
-template <typename Depth>
 ChainStages StagesOf(const KernelPlan& plan, bool yuv) {
     ChainStages s;
     s.input = yuv ? Input422For<Depth>(plan.kind, plan.matrix) : stages::InputBgr<Depth>;
@@ -109,10 +95,10 @@ ChainStages StagesOf(const KernelPlan& plan, bool yuv) {
         case PreScale::None:
             break;
         case PreScale::Scale238:
-            s.preScale = PreScale238<Depth>;
+            s.preScale = stages::PreScaleStage<Depth, PreScale::Scale238>;
             break;
         case PreScale::Scale219:
-            s.preScale = PreScale219<Depth>;
+            s.preScale = stages::PreScaleStage<Depth, PreScale::Scale219>;
             break;
     }
     switch (plan.lookup) {
