@@ -17,6 +17,7 @@
 #include "filters/FilterCreators.h"
 #include "filters/SoundMixerFilter.h"
 #include "filters/SoundSplitterFilter.h"
+#include "filters/SoundSplitterOutputPin.h"
 #include "filters/WaveFormat.h"
 #include "platform/BaseInputPin.h"
 #include "platform/BaseOutputPin.h"
@@ -139,6 +140,7 @@ public:
         sample->GetTime(&r.start, &r.stop);
         r.sync = sample->IsSyncPoint() == S_OK;
         std::lock_guard<std::mutex> guard(mutex);
+        if (hold) sample->AddRef(), held.push_back(sample);
         samples.push_back(std::move(r));
         changed.notify_all();
         return S_OK;
@@ -153,13 +155,21 @@ public:
         return samples;
     }
 
+    void ReleaseHeld() {
+        std::lock_guard<std::mutex> guard(mutex);
+        for (IMediaSample* sample : held) sample->Release();
+        held.clear();
+    }
+
     HRESULT hr = S_OK;
     const GUID* accepts = nullptr;
+    bool hold = false;  // set before streaming: keep every sample, so the pool runs dry
 
 private:
     std::mutex mutex;
     std::condition_variable changed;  // with `mutex`
     std::vector<Received> samples;    // guarded by `mutex`
+    std::vector<IMediaSample*> held;  // guarded by `mutex`
 };
 
 class CaptureSink : public CBaseFilter {
@@ -485,6 +495,22 @@ TEST_F(SplitterTest, NoDeviceDropsEverySampleAndTellsTheGraph) {
     const std::vector<Received> got = sound->pin.WaitFor(1);
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(got[0].start, 20);
+}
+
+// A Receive waiting for a sound buffer (all three held downstream), or about to, gives up when
+// the splitter stops, and Stop returns.
+TEST_F(SplitterTest, StopReleasesASampleWaitingForABuffer) {
+    Build(PCMType(2, 16));
+    sound->pin.hold = true;
+    for (int i = 0; i < CSoundSplitterOutputPin::kBuffers; ++i)
+        ASSERT_EQ(source->Push({1, 0, 2, 0}), S_OK);
+    ASSERT_EQ(sound->pin.WaitFor(3).size(), 3u);
+    HRESULT waited = S_OK;
+    std::thread streaming([&] { waited = source->Push({1, 0, 2, 0}); });
+    EXPECT_EQ(splitter->Stop(), S_OK);
+    streaming.join();
+    EXPECT_TRUE(FAILED(waited)) << std::hex << waited;
+    sound->pin.ReleaseHeld();
 }
 
 // ---- Audio level renderer ----
