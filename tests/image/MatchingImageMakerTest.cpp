@@ -153,31 +153,22 @@ TEST_F(MakerTest, ConvertCoversEachRowOnceAndNothingElse) {
     }
 }
 
-struct LookCase {
-    uint32_t lookType, targetGamma;
-    KernelKind ran;
-};
-
-class LookType : public testing::TestWithParam<LookCase> {};
-
-TEST_P(LookType, DecidesWhetherTheLookTableIsAsked) {
-    const LookCase& c = GetParam();
-    MatchingParameters p = Picture(4, 2);
-    p.lookType = c.lookType;
-    p.targetGamma = c.targetGamma;
-    Started s(p);
-    lookCalls = 0;
-    EXPECT_EQ(Converted(s.maker, p).Pixel(0, 1)[1], static_cast<uint8_t>(c.ran));
-    EXPECT_EQ(lookCalls.load() > 0, c.lookType >= 7 && c.lookType <= 255);
+// Look types 7 to 255 ask the look table first; the main table answers when it holds nothing.
+TEST(LookType, DecidesWhetherTheLookTableIsAsked) {
+    const std::tuple<uint32_t, uint32_t, KernelKind> cases[] = {
+        {0, 1, KernelKind::IntegerPlain},   {6, 1, KernelKind::IntegerPlain},
+        {7, 1, KernelKind::FileTable},      {255, 1, KernelKind::FileTable},
+        {256, 1, KernelKind::IntegerPlain}, {7, 100, KernelKind::IntegerPlain}};
+    for (const auto& [lookType, targetGamma, ran] : cases) {
+        MatchingParameters p = Picture(4, 2);
+        p.lookType = lookType;
+        p.targetGamma = targetGamma;
+        Started s(p);
+        lookCalls = 0;
+        EXPECT_EQ(Converted(s.maker, p).Pixel(0, 1)[1], static_cast<uint8_t>(ran)) << lookType;
+        EXPECT_EQ(lookCalls.load() > 0, lookType >= 7 && lookType <= 255) << lookType;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Types, LookType,
-                         testing::Values(LookCase{0, 1, KernelKind::IntegerPlain},
-                                         LookCase{6, 1, KernelKind::IntegerPlain},
-                                         LookCase{7, 1, KernelKind::FileTable},
-                                         LookCase{255, 1, KernelKind::FileTable},
-                                         LookCase{256, 1, KernelKind::IntegerPlain},
-                                         LookCase{7, 100, KernelKind::IntegerPlain}));  // none held
 
 // New parameters given while a pass runs change nothing in that pass; the next picture has
 // them, its bands laid out with the new padding.
@@ -290,22 +281,18 @@ TEST_F(MakerTest, AShortTableFileIsComputedFromItsChain) {
 }
 
 TEST(DisplayLuminance, TheHostOrTheEnvironmentDecidesAndZeroKeeps1000) {
-    const auto made = [] {
+    const auto made = [](uint32_t host, const char* environment) {
+        platform::SetDisplayPeakLuminance(host);
+        environment ? ::setenv(platform::kDisplayNitsVariable, environment, 1)
+                    : ::unsetenv(platform::kDisplayNitsVariable);
         CMBXMatchingImageMaker maker(4, kTestFinders);
         return image::Shared().displayPeakLuminance.load();
     };
-    const std::pair<const char*, uint32_t> environment[] = {
-        {nullptr, 1000}, {"700", 700}, {"7O0", 1000}, {"0", 1000}, {"99999999999", 1000}};
-    for (const auto& [text, nits] : environment) {
-        text ? ::setenv(platform::kDisplayNitsVariable, text, 1)
-             : ::unsetenv(platform::kDisplayNitsVariable);
-        EXPECT_EQ(made(), nits) << (text ? text : "unset");
-    }
-    platform::SetDisplayPeakLuminance(400);
-    EXPECT_EQ(made(), 400u);
-    platform::SetDisplayPeakLuminance(0);
-    ::unsetenv(platform::kDisplayNitsVariable);
-    EXPECT_EQ(made(), 1000u);
+    EXPECT_EQ(made(0, "700"), 700u);
+    EXPECT_EQ(made(400, "700"), 400u);
+    EXPECT_EQ(made(0, "7O0"), 1000u);
+    EXPECT_EQ(made(0, "99999999999"), 1000u);
+    EXPECT_EQ(made(0, nullptr), 1000u);
 }
 
 }  // namespace
