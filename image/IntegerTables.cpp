@@ -21,18 +21,27 @@ int32_t ChromaX(double factor, int32_t c) {
     return static_cast<int32_t>(factor * 8 / 7 * 10000 * (c - 128));
 }
 
-void Fill(const MatrixFactors& m, const int32_t* yx, uint8_t* r, uint8_t* b, int32_t* g,
-          uint8_t* rx, uint8_t* bx, int32_t* gx) {
+// One set: the chroma terms first, then the byte tables from them and the luma.
+void Fill(const int32_t* luma, const ChromaTerms& terms, uint8_t* r, uint8_t* b) {
     for (int32_t y = 0; y < 256; ++y) {
         for (int32_t c = 0; c < 256; ++c) {
             const size_t at = static_cast<size_t>(y * 256 + c);
-            r[at] = static_cast<uint8_t>(ClampByte((10000 * y + m.red * (c - 128) + 5000) / 10000));
-            b[at] =
-                static_cast<uint8_t>(ClampByte((10000 * y + m.blue * (c - 128) + 5000) / 10000));
-            rx[at] = static_cast<uint8_t>(ClampByte((yx[y] + ChromaX(m.redX, c) + 5000) / 10000));
-            bx[at] = static_cast<uint8_t>(ClampByte((yx[y] + ChromaX(m.blueX, c) + 5000) / 10000));
+            r[at] = static_cast<uint8_t>(ClampByte((luma[y] + terms.red[c] + 5000) / 10000));
+            b[at] = static_cast<uint8_t>(ClampByte((luma[y] + terms.blue[c] + 5000) / 10000));
         }
     }
+}
+
+void FillMatrix(const MatrixFactors& m, IntegerTables& t, ChromaTerms& plain, ChromaTerms& x,
+                uint8_t* r, uint8_t* b, int32_t* g, uint8_t* rx, uint8_t* bx, int32_t* gx) {
+    for (int32_t c = 0; c < 256; ++c) {
+        plain.red[c] = m.red * (c - 128);
+        plain.blue[c] = m.blue * (c - 128);
+        x.red[c] = ChromaX(m.redX, c);
+        x.blue[c] = ChromaX(m.blueX, c);
+    }
+    Fill(t.yPlain, plain, r, b);
+    Fill(t.yx, x, rx, bx);
     for (int32_t cb = 0; cb < 256; ++cb) {
         for (int32_t cr = 0; cr < 256; ++cr) {
             const size_t at = static_cast<size_t>(cb * 256 + cr);
@@ -51,8 +60,10 @@ std::unique_ptr<IntegerTables> Build() {
         const int32_t boosted = static_cast<int32_t>(y * 1.086758);
         t->boost[y] = static_cast<uint8_t>(boosted > 255 ? 255 : boosted);
     }
-    Fill(kBt709, t->yx, t->r709, t->b709, t->g709, t->r709x, t->b709x, t->g709x);
-    Fill(kBt2020, t->yx, t->r2020, t->b2020, t->g2020, t->r2020x, t->b2020x, t->g2020x);
+    FillMatrix(kBt709, *t, t->t709, t->t709x, t->r709, t->b709, t->g709, t->r709x, t->b709x,
+               t->g709x);
+    FillMatrix(kBt2020, *t, t->t2020, t->t2020x, t->r2020, t->b2020, t->g2020, t->r2020x, t->b2020x,
+               t->g2020x);
     return t;
 }
 
@@ -60,10 +71,11 @@ std::unique_ptr<IntegerTables> Build() {
 
 IntegerSet IntegerTables::Set(Matrix matrix, bool expanded) const {
     if (matrix == Matrix::Bt2020) {
-        return expanded ? IntegerSet{r2020x, b2020x, g2020x, yx}
-                        : IntegerSet{r2020, b2020, g2020, yPlain};
+        return expanded ? IntegerSet{r2020x, b2020x, g2020x, yx, t2020x.red, t2020x.blue}
+                        : IntegerSet{r2020, b2020, g2020, yPlain, t2020.red, t2020.blue};
     }
-    return expanded ? IntegerSet{r709x, b709x, g709x, yx} : IntegerSet{r709, b709, g709, yPlain};
+    return expanded ? IntegerSet{r709x, b709x, g709x, yx, t709x.red, t709x.blue}
+                    : IntegerSet{r709, b709, g709, yPlain, t709.red, t709.blue};
 }
 
 const IntegerTables& Integer() {

@@ -2,7 +2,9 @@
 // matrix (and, in the `x` sets, the expansion of video range to full range) into integer reads.
 // Red reads [Y × 256 + Cr], blue [Y × 256 + Cb], the green term [Cb × 256 + Cr]; green itself is
 // clamp((luma[Y] + green[Cb × 256 + Cr] + 5000) / 10000), where luma is 10000 × Y in the plain sets
-// and Yx[Y] in the `x` sets. Integer division cuts towards zero throughout.
+// and Yx[Y] in the `x` sets. Red and blue are made the same way from per-chroma terms, which are
+// kept, so that vector code can compute what the byte tables hold. Integer division cuts towards
+// zero throughout.
 //
 // Built once per process on first use (a function-local static: thread-safe), immutable after.
 #pragma once
@@ -21,6 +23,15 @@ struct IntegerSet {
     const uint8_t* blue;   // [Y × 256 + Cb]
     const int32_t* green;  // [Cb × 256 + Cr]
     const int32_t* luma;   // [Y]: 10000 × Y, or Yx
+    const int32_t*
+        redTerm;  // [Cr]: red[Y × 256 + Cr] = clamp((luma[Y] + redTerm[Cr] + 5000) / 10000)
+    const int32_t* blueTerm;  // [Cb]: the same for blue
+};
+
+// The chroma terms of one set.
+struct ChromaTerms {
+    int32_t red[256];
+    int32_t blue[256];
 };
 
 struct IntegerTables {
@@ -33,6 +44,7 @@ struct IntegerTables {
     int32_t yPlain[256];  // 10000 × Y
     int32_t yx[256];      // (Y − 16) × 10000 × 256 / 239: luma from 16 expanded by 256/239
     uint8_t boost[256];   // v × 1.086758 in double precision, cut, at most 255
+    ChromaTerms t709, t2020, t709x, t2020x;
 
     IntegerSet Set(Matrix matrix, bool expanded) const;
 };

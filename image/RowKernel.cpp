@@ -64,12 +64,41 @@ RowKernel::Body ScalarBodyFor(KernelKind kind) {
     return ScalarBody<KernelKind::ZeroFill>;
 }
 
+// A vectorised family behind the row kernel's signature; the body is looked up again at each
+// call (a few switches a band), which keeps the family's entry points to one a file.
+template <KernelIsa kIsa>
+void VectorBody(const KernelPlan& plan, const uint8_t* source, uint8_t* destination,
+                uint32_t lastGroup, uint32_t rows, uint32_t linePadding) {
+    if (rows == 0) return;
+    const scalar::Body body = kIsa == KernelIsa::Avx2 ? avx2::BodyFor(plan) : sse41::BodyFor(plan);
+    body(plan, GatherInputs(plan), source, destination, lastGroup, rows, linePadding);
+}
+
 }  // namespace
 
-// Only the scalar family is compiled so far. A vectorised family adds, per ISA, a function that
-// gives its body for the plans it covers (null for the others) and is asked here before the
-// scalar one when `isa` allows it and the processor has the instructions.
-RowKernel MakeRowKernel(const KernelPlan& plan, KernelIsa /*isa*/) {
+bool IsaAvailable(KernelIsa isa) {
+    switch (isa) {
+        case KernelIsa::Sse41:
+            return __builtin_cpu_supports("sse4.1");
+        case KernelIsa::Avx2:
+            return __builtin_cpu_supports("avx2");
+        case KernelIsa::Scalar:
+        case KernelIsa::Best:
+            break;
+    }
+    return true;
+}
+
+RowKernel MakeRowKernel(const KernelPlan& plan, KernelIsa isa) {
+    const bool avx2 =
+        (isa == KernelIsa::Best || isa == KernelIsa::Avx2) && IsaAvailable(KernelIsa::Avx2);
+    const bool sse41 = isa != KernelIsa::Scalar && IsaAvailable(KernelIsa::Sse41);
+    if (avx2 && avx2::BodyFor(plan) != nullptr) {
+        return RowKernel(VectorBody<KernelIsa::Avx2>, plan);
+    }
+    if (sse41 && sse41::BodyFor(plan) != nullptr) {
+        return RowKernel(VectorBody<KernelIsa::Sse41>, plan);
+    }
     return RowKernel(ScalarBodyFor(plan.kind), plan);
 }
 

@@ -39,7 +39,12 @@ private:
 // Which compiled variants a kernel may use. Best picks what the processor offers.
 enum class KernelIsa : uint8_t { Scalar, Sse41, Avx2, Best };
 
-// The kernel for a plan; never null (a ZeroFill plan gives the zero-fill kernel).
+// Whether the processor offers a family's instructions (Scalar and Best: always).
+bool IsaAvailable(KernelIsa isa);
+
+// The kernel for a plan; never null (a ZeroFill plan gives the zero-fill kernel). A family that
+// the processor lacks, or that does not cover the plan, gives way to the next one down: AVX2,
+// SSE4.1, scalar.
 RowKernel MakeRowKernel(const KernelPlan& plan, KernelIsa isa = KernelIsa::Best);
 
 // The two finders of the maker: FindKernel never gives null; FindLookKernel gives null for keys

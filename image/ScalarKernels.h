@@ -63,4 +63,13 @@ void Run(const KernelPlan& plan, const KernelInputs& inputs, const uint8_t* sour
 
 }  // namespace scalar
 
+// The vectorised families (VectorKernels.h): the body for a plan they cover, null for the others.
+// Callers make sure that the processor has the family's instructions.
+namespace sse41 {
+scalar::Body BodyFor(const KernelPlan& plan);
+}
+namespace avx2 {
+scalar::Body BodyFor(const KernelPlan& plan);
+}
+
 }  // namespace image
