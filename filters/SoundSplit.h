@@ -10,10 +10,11 @@
 // (65535) fits. A trailing partial frame is not read and its place in the output stays zero.
 // Levels: one per channel, 0 at full scale down to kLevelFloor, which also stands for silence. The
 // peak of a sample is its ones' complement magnitude (mask - v for a negative v), so -32768 reads
-// as 32767, full scale. Nothing is held from one call to the next. Threads: pure functions.
-// Failures: SplitAndMeasure answers false, and writes nothing, for an unsupported width, no
-// channels, spans too short for what it must read or write, or when its scratch cannot be
-// allocated.
+// as 32767, full scale. Nothing is held from one call to the next.
+//
+// Threads: pure functions. Failures: SplitAndMeasure answers false, and writes nothing, for an
+// unsupported width, no channels, spans too short for what it must read or write, or when its
+// scratch cannot be allocated.
 #pragma once
 
 #include <cstddef>

@@ -1,10 +1,6 @@
 #include "platform/SoundDevices.h"
 
-#include <dirent.h>
-
 #include <atomic>
-#include <cctype>
-#include <cstring>
 #include <mutex>
 
 #include "platform/SystemInfo.h"
@@ -29,44 +25,7 @@ ProbeCache& Cache() {
     return cache;
 }
 
-// "<prefix><digits><suffix>", with at least one digit.
-bool NamedLike(const char* name, const char* prefix, const char* suffix) {
-    const size_t prefixLength = std::strlen(prefix);
-    const size_t suffixLength = std::strlen(suffix);
-    const size_t length = std::strlen(name);
-    if (length <= prefixLength + suffixLength || std::strncmp(name, prefix, prefixLength) != 0 ||
-        std::strcmp(name + length - suffixLength, suffix) != 0)
-        return false;
-    for (size_t i = prefixLength; i < length - suffixLength; ++i) {
-        if (!std::isdigit(static_cast<unsigned char>(name[i]))) return false;
-    }
-    return true;
-}
-
-// Calls `visit` with each entry name of `path` until it answers true.
-template <class Visit>
-bool AnyEntry(const std::string& path, Visit visit) {
-    DIR* directory = opendir(path.c_str());
-    if (!directory) return false;
-    bool found = false;
-    while (!found) {
-        const dirent* entry = readdir(directory);
-        if (!entry) break;
-        found = visit(entry->d_name);
-    }
-    closedir(directory);
-    return found;
-}
-
 }  // namespace
-
-bool ListsPlaybackDevice(const std::string& asoundRoot) {
-    return AnyEntry(asoundRoot, [&](const char* card) {
-        if (!NamedLike(card, "card", "")) return false;
-        return AnyEntry(asoundRoot + "/" + card,
-                        [](const char* pcm) { return NamedLike(pcm, "pcm", "p"); });
-    });
-}
 
 bool HasSoundOutputDevice() {
     const int forced = overrideValue.load();
@@ -75,7 +34,7 @@ bool HasSoundOutputDevice() {
     std::lock_guard<std::mutex> guard(cache.lock);
     const auto now = std::chrono::steady_clock::now();
     if (!cache.valid || now - cache.when >= kProbeInterval) {
-        cache.present = ListsPlaybackDevice(kAsoundRoot);
+        cache.present = CSystemInfo::SoundOutputDeviceCount() > 0;
         cache.when = now;
         cache.valid = true;
     }
