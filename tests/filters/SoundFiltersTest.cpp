@@ -1,6 +1,6 @@
 // The sound filters on our graph runtime, between a source the test pushes from and sinks that
 // record what arrives: the mixer's gate and types, the splitter's pins, roles, refusals and
-// samples, the level renderer's messages, the sound-device probe and the class table's rows.
+// samples, the level renderer's messages, the device override and the rows' interfaces.
 #include <gtest/gtest.h>
 
 #include <condition_variable>
@@ -21,7 +21,6 @@
 #include "platform/BaseOutputPin.h"
 #include "platform/MediaEvent.h"
 #include "platform/SoundDevices.h"
-#include "platform/SystemInfo.h"
 
 namespace {
 
@@ -49,6 +48,13 @@ CMediaType LevelType(const GUID& major) {
     type.SetSubtype(&MEDIASUBTYPE_PrivateStream);
     type.SetFormatType(&FORMAT_None);
     return type;
+}
+
+// channels, rate, bytes a second, block align, bits; empty when the block cannot be read.
+std::vector<uint32_t> Fields(const CMediaType& type) {
+    wave_format::WaveFormat f;
+    if (!wave_format::Read(type, &f)) return {};
+    return {f.channels, f.samplesPerSec, f.avgBytesPerSec, f.blockAlign, f.bitsPerSample};
 }
 
 Bytes Levels(const std::vector<int16_t>& levels) {
@@ -120,17 +126,14 @@ public:
 struct Received {
     Bytes bytes;
     REFERENCE_TIME start = 0, stop = 0;
-    bool sync = false;
 };
 
-// Records every sample it receives; accepts the types `accepts` takes (any by default).
+// Records every sample it receives, of any type.
 class CapturePin : public CBaseInputPin {
 public:
     CapturePin(CBaseFilter* filter, CURecursiveLock* lock)
         : CBaseInputPin("capture pin", filter, lock, &hr, L"In") {}
-    HRESULT CheckMediaType(const CMediaType* type) override {
-        return !accepts || *type->Type() == *accepts ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
-    }
+    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
     HRESULT Receive(IMediaSample* sample) override {
         const HRESULT hr = CBaseInputPin::Receive(sample);
         if (hr != S_OK) return hr;
@@ -139,7 +142,6 @@ public:
         sample->GetPointer(&data);
         r.bytes.assign(data, data + sample->GetActualDataLength());
         sample->GetTime(&r.start, &r.stop);
-        r.sync = sample->IsSyncPoint() == S_OK;
         std::lock_guard<std::mutex> guard(mutex);
         if (hold) sample->AddRef(), held.push_back(sample);
         samples.push_back(std::move(r));
@@ -163,7 +165,6 @@ public:
     }
 
     HRESULT hr = S_OK;
-    const GUID* accepts = nullptr;
     bool hold = false;  // set before streaming: keep every sample, so the pool runs dry
 
 private:
@@ -253,7 +254,6 @@ TEST_P(MixerGate, PassesOnlyChannelsSetToOne) {
     EXPECT_EQ(got[0].bytes, c.out);
     EXPECT_EQ(got[0].start, 0);
     EXPECT_EQ(got[0].stop, 10);
-    EXPECT_TRUE(got[0].sync);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -267,23 +267,19 @@ INSTANTIATE_TEST_SUITE_P(
         GateCase{"TwoBytesGiveTwoZeros", 1, 1, {1, 2}, {0, 0}}),
     [](const testing::TestParamInfo<GateCase>& info) { return std::string(info.param.name); });
 
-TEST_F(MixerTest, ChannelEnableInterface) {
+TEST_F(MixerTest, ChannelEnableWords) {
     mixer = Add(new CSoundMixerFilter(nullptr, nullptr, CLSID_SoundMixerFilter));
-    IMSFSoundMixerFilter* gate = nullptr;
-    ASSERT_EQ(mixer->QueryInterface(IID_IMSFSoundMixerFilter, reinterpret_cast<void**>(&gate)),
-              S_OK);
     uint32_t value = 0;
-    EXPECT_EQ(gate->GetChannelEnable(1, &value), S_OK);
+    EXPECT_EQ(mixer->GetChannelEnable(1, &value), S_OK);
     EXPECT_EQ(value, 1u);
-    EXPECT_EQ(gate->SetChannelEnable(0, 2), S_OK);
-    EXPECT_EQ(gate->GetChannelEnable(0, &value), S_OK);
+    EXPECT_EQ(mixer->SetChannelEnable(0, 2), S_OK);  // stored as given
+    EXPECT_EQ(mixer->GetChannelEnable(0, &value), S_OK);
     EXPECT_EQ(value, 2u);
-    EXPECT_EQ(gate->SetChannelEnable(2, 0), E_INVALIDARG);
-    EXPECT_EQ(gate->GetChannelEnable(2, &value), E_INVALIDARG);
-    EXPECT_EQ(gate->GetChannelEnable(0, nullptr), E_POINTER);
-    EXPECT_EQ(gate->GetChannelEnable(1, &value), S_OK);
+    EXPECT_EQ(mixer->SetChannelEnable(2, 0), E_INVALIDARG);
+    EXPECT_EQ(mixer->GetChannelEnable(2, &value), E_INVALIDARG);
+    EXPECT_EQ(mixer->GetChannelEnable(0, nullptr), E_POINTER);
+    EXPECT_EQ(mixer->GetChannelEnable(1, &value), S_OK);
     EXPECT_EQ(value, 1u);
-    gate->Release();
 }
 
 TEST_F(MixerTest, TypesAndPool) {
@@ -291,14 +287,8 @@ TEST_F(MixerTest, TypesAndPool) {
     Build(PCMType(6, 24, 96000));
     EXPECT_EQ(mixer->GetPin(0)->Name(), L"Audio In");
     EXPECT_EQ(mixer->GetPin(1)->Name(), L"Audio Out");
-    wave_format::WaveFormat out;
-    ASSERT_TRUE(wave_format::Read(sink->pin.CurrentMediaType(), &out));
-    EXPECT_EQ(sink->pin.CurrentMediaType().FormatLength(), 18u);
-    EXPECT_EQ(out.channels, 2);
-    EXPECT_EQ(out.samplesPerSec, 48000u);
-    EXPECT_EQ(out.avgBytesPerSec, 192000u);
-    EXPECT_EQ(out.blockAlign, 4);
-    EXPECT_EQ(out.bitsPerSample, 16);
+    EXPECT_EQ(Fields(sink->pin.CurrentMediaType()),
+              (std::vector<uint32_t>{2, 48000, 192000, 4, 16}));
     IMemAllocator* pool = nullptr;
     ASSERT_EQ(sink->pin.GetAllocator(&pool), S_OK);
     ALLOCATOR_PROPERTIES props;
@@ -347,8 +337,8 @@ TEST_F(MixerTest, OtherStreamsPassUntouched) {
 
 class SplitterTest : public Graph {
 protected:
-    // Source -> splitter, and when `outputs`, sound and levels into two capture sinks.
-    void Build(const CMediaType& type, bool mp4 = false, bool outputs = true) {
+    // Source -> splitter -> sound and (with `levelSink`) levels into two capture sinks.
+    void Build(const CMediaType& type, bool mp4 = false, bool levelSink = true) {
         source = Add(new PushSource(type));
         splitter = Add(new CSoundSplitterFilter(
             nullptr, nullptr, mp4 ? CLSID_MP4SoundSplitterFilter : CLSID_SoundSplitterFilter, mp4));
@@ -357,8 +347,8 @@ protected:
         ASSERT_EQ(splitter->GetPinCount(), 1);
         ASSERT_EQ(source->pin.Connect(splitter->GetPin(0), nullptr), S_OK);
         ASSERT_EQ(splitter->GetPinCount(), 3);
-        if (outputs) {
-            ASSERT_EQ(Out(1)->Connect(&sound->pin, nullptr), S_OK);
+        ASSERT_EQ(Out(1)->Connect(&sound->pin, nullptr), S_OK);
+        if (levelSink) {
             ASSERT_EQ(Out(2)->Connect(&levels->pin, nullptr), S_OK);
         }
         PauseAll();
@@ -389,18 +379,12 @@ TEST_F(SplitterTest, FoldsAndMeasuresIntoTwoPins) {
     ASSERT_EQ(level.size(), 1u);
     EXPECT_EQ(stereo[0].bytes, (Bytes{100, 0, 0, 0x38, 0xFF, 0xFF}));
     EXPECT_EQ(level[0].bytes, Levels({-6000, -6000, 0, 0}));
-    EXPECT_EQ(stereo[0].start, 0);
-    EXPECT_EQ(stereo[0].stop, 10);
-    EXPECT_EQ(level[0].start, 0);
-    EXPECT_EQ(level[0].stop, 10);
-
-    wave_format::WaveFormat out;
-    ASSERT_TRUE(wave_format::Read(sound->pin.CurrentMediaType(), &out));
-    EXPECT_EQ(out.channels, 2);
-    EXPECT_EQ(out.bitsPerSample, 24);
-    EXPECT_EQ(out.samplesPerSec, 48000u);
-    EXPECT_EQ(out.avgBytesPerSec, 288000u);
-    EXPECT_EQ(out.blockAlign, 6);
+    for (const Received* r : {&stereo[0], &level[0]}) {
+        EXPECT_EQ(r->start, 0);
+        EXPECT_EQ(r->stop, 10);
+    }
+    EXPECT_EQ(Fields(sound->pin.CurrentMediaType()),
+              (std::vector<uint32_t>{2, 48000, 288000, 6, 24}));
     EXPECT_EQ(*levels->pin.CurrentMediaType().Type(), MEDIATYPE_MXFAudioLevel);
 }
 
@@ -424,60 +408,48 @@ TEST_F(SplitterTest, RolesOutsideTheChannelsAndTypeChecksReset) {
     EXPECT_EQ(levels->pin.WaitFor(2).size(), 2u);
 }
 
-struct Refusal {
+// Input types: what is refused leaves the format as it was; what is accepted takes it over.
+struct InputType {
     const char* name;
     uint16_t channels, bits;
-    uint32_t blockLength;  // 0: the written block
+    int blockLength;  // -1: the written block, 0: none, else the written block cut short
+    HRESULT result;
+    uint32_t channelCount;  // after the check
 };
 
-class SplitterRefuses : public testing::TestWithParam<Refusal> {};
+class SplitterInput : public testing::TestWithParam<InputType> {};
 
-TEST_P(SplitterRefuses, FormatsItCannotSplit) {
-    const Refusal& r = GetParam();
+TEST_P(SplitterInput, ChecksTheFormat) {
+    const InputType& t = GetParam();
     CSoundSplitterFilter splitter(nullptr, nullptr, CLSID_SoundSplitterFilter, false);
     splitter.NonDelegatingAddRef();  // lives on the stack
-    CMediaType type = PCMType(r.channels, r.bits);
-    if (r.blockLength) {
-        const Bytes block(type.Format(), type.Format() + r.blockLength);
-        type.SetFormat(block.data(), r.blockLength);
+    CMediaType type = PCMType(t.channels, t.bits);
+    if (t.blockLength >= 0) {
+        const Bytes block(type.Format(), type.Format() + t.blockLength);
+        t.blockLength ? (void)type.SetFormat(block.data(), t.blockLength)
+                      : type.ResetFormatBuffer();
     }
-    EXPECT_EQ(splitter.GetPin(0)->CheckMediaType(&type), VFW_E_TYPE_NOT_ACCEPTED);
-    EXPECT_EQ(splitter.GetChannelCount(), 0u);
+    EXPECT_EQ(splitter.GetPin(0)->CheckMediaType(&type), t.result);
+    EXPECT_EQ(splitter.GetChannelCount(), t.channelCount);
 }
+
+constexpr HRESULT kRefused = VFW_E_TYPE_NOT_ACCEPTED;
 
 INSTANTIATE_TEST_SUITE_P(
-    Sound, SplitterRefuses,
-    testing::Values(Refusal{"EightBits", 2, 8, 0}, Refusal{"ThirtyTwoBits", 2, 32, 0},
-                    Refusal{"TwelveBits", 2, 12, 0}, Refusal{"NoChannels", 0, 16, 0},
-                    Refusal{"MoreChannelsThanLevels", 257, 16, 0},
-                    Refusal{"ShortBlock", 2, 16, 14}),
-    [](const testing::TestParamInfo<Refusal>& info) { return std::string(info.param.name); });
-
-TEST(SplitterTypes, AcceptsWhatItCanSplit) {
-    CSoundSplitterFilter splitter(nullptr, nullptr, CLSID_SoundSplitterFilter, false);
-    splitter.NonDelegatingAddRef();
-    CBasePin* input = splitter.GetPin(0);
-    CMediaType noBlock = PCMType(2, 16);
-    noBlock.ResetFormatBuffer();
-    EXPECT_EQ(input->CheckMediaType(&noBlock), S_OK);
-    EXPECT_EQ(splitter.GetChannelCount(), 0u);  // nothing taken over
-    CMediaType video = PCMType(2, 16);
-    video.SetType(&MEDIATYPE_Video);
-    EXPECT_EQ(input->CheckMediaType(&video), VFW_E_TYPE_NOT_ACCEPTED);
-    for (const uint16_t channels : {1, 8, 256}) {
-        CMediaType type = PCMType(channels, 24);
-        EXPECT_EQ(input->CheckMediaType(&type), S_OK);
-        EXPECT_EQ(splitter.GetChannelCount(), channels);
-    }
-}
+    Sound, SplitterInput,
+    testing::Values(InputType{"EightBits", 2, 8, -1, kRefused, 0},
+                    InputType{"ThirtyTwoBits", 2, 32, -1, kRefused, 0},
+                    InputType{"TwelveBits", 2, 12, -1, kRefused, 0},
+                    InputType{"NoChannels", 0, 16, -1, kRefused, 0},
+                    InputType{"MoreChannelsThanLevels", 257, 16, -1, kRefused, 0},
+                    InputType{"ShortBlock", 2, 16, 14, kRefused, 0},
+                    InputType{"NoBlockChangesNothing", 2, 16, 0, S_OK, 0},
+                    InputType{"Mono16", 1, 16, -1, S_OK, 1},
+                    InputType{"AsManyChannelsAsLevels24", 256, 24, -1, S_OK, 256}),
+    [](const testing::TestParamInfo<InputType>& info) { return std::string(info.param.name); });
 
 TEST_F(SplitterTest, UnconnectedLevelPinFailsEverySample) {
-    source = Add(new PushSource(PCMType(2, 16)));
-    splitter = Add(new CSoundSplitterFilter(nullptr, nullptr, CLSID_SoundSplitterFilter, false));
-    sound = Add(new CaptureSink());
-    ASSERT_EQ(source->pin.Connect(splitter->GetPin(0), nullptr), S_OK);
-    ASSERT_EQ(Out(1)->Connect(&sound->pin, nullptr), S_OK);
-    PauseAll();
+    Build(PCMType(2, 16), false, false);
     EXPECT_EQ(source->Push({1, 0, 2, 0}), E_FAIL);
     EXPECT_EQ(source->Push({1, 0, 2, 0}), E_FAIL);
 }
@@ -641,42 +613,21 @@ TEST_F(RendererTest, SplitterLevelsReachTheHost) {
 
 // ---- Device override and class table ----
 
-// The host's override answers at once and agrees with the platform's device count.
-TEST(SoundDevices, OverrideAnswersAtOnce) {
-    for (const bool present : {false, true, false}) {
-        platform::SetSoundOutputDeviceOverride(present);
-        EXPECT_EQ(platform::HasSoundOutputDevice(), present);
-        EXPECT_EQ(waveOutGetNumDevs() > 0, present);
-    }
-    platform::SetSoundOutputDeviceOverride(std::nullopt);
-}
-
-TEST(SoundRows, CreatorsNameTheirRows) {
-    struct Row {
-        CUnknown* (*create)(IUnknown*, HRESULT*);
-        const CLSID* clsid;
-        const IID* iid;
-    };
-    for (const Row& row :
-         {Row{CreateSoundMixerFilter, &CLSID_SoundMixerFilter, &IID_IMSFSoundMixerFilter},
-          Row{CreateSoundSplitterFilterMXF, &CLSID_SoundSplitterFilter,
-              &IID_IMSFSoundSplitterFilter},
-          Row{CreateSoundSplitterFilterMP4, &CLSID_MP4SoundSplitterFilter,
-              &IID_IMSFSoundSplitterFilter},
-          Row{CreateAudioLevelRendererMXF, &CLSID_AudioLevelRenderer, &IID_IMSFAudioLevelRenderer},
-          Row{CreateAudioLevelRendererMP4, &CLSID_MP4AudioLevelRenderer,
-              &IID_IMSFAudioLevelRenderer}}) {
+// Each row's filter answers its own interface (its class id: the module server's test).
+TEST(SoundRows, OwnInterfaces) {
+    const std::pair<CUnknown* (*)(IUnknown*, HRESULT*), const IID*> rows[] = {
+        {CreateSoundMixerFilter, &IID_IMSFSoundMixerFilter},
+        {CreateSoundSplitterFilterMXF, &IID_IMSFSoundSplitterFilter},
+        {CreateSoundSplitterFilterMP4, &IID_IMSFSoundSplitterFilter},
+        {CreateAudioLevelRendererMXF, &IID_IMSFAudioLevelRenderer},
+        {CreateAudioLevelRendererMP4, &IID_IMSFAudioLevelRenderer}};
+    for (const auto& [create, iid] : rows) {
         HRESULT hr = S_OK;
-        CUnknown* object = row.create(nullptr, &hr);
+        CUnknown* object = create(nullptr, &hr);
         ASSERT_NE(object, nullptr);
-        EXPECT_EQ(hr, S_OK);
         object->NonDelegatingAddRef();
-        auto* filter = dynamic_cast<CBaseFilter*>(object);
-        ASSERT_NE(filter, nullptr);
-        EXPECT_EQ(filter->ClassId(), *row.clsid);
         IUnknown* own = nullptr;
-        EXPECT_EQ(object->NonDelegatingQueryInterface(*row.iid, reinterpret_cast<void**>(&own)),
-                  S_OK);
+        EXPECT_EQ(object->NonDelegatingQueryInterface(*iid, reinterpret_cast<void**>(&own)), S_OK);
         if (own) own->Release();
         object->NonDelegatingRelease();
     }
