@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Frames per second of converting one 3840x2160 "YUY2" (yuyv422) frame to B, G, R, 0 through the
+# whole matching image maker with its worker threads (MakerBench: a 3D LUT with Range709 or
+# Range2020, the `x` tables, a file table) beside ffmpeg on the same frame with the same number of
+# threads: `lut3d=interp=trilinear` with a 33-point cube (which includes ffmpeg's conversion to
+# RGB and back to bgr0), and a plain `format=bgr0`. Prints medians of $RUNS runs and our/peer
+# ratios; the goals are a ratio of at least 4 for the LUT, 1.5 for the `x` tables, and at least
+# 60 frames/s for the file table.
+# The peer's figure is wall time (-benchmark rtime) over $FRAMES repeats of the raw frame
+# (-stream_loop), with -threads and -filter_threads set to the processor count; ours is the
+# maker's wall time a frame. Both are wall times on purpose (threads are the point), so measure
+# on a quiet machine: the script prints the load average before and after.
+# Usage: bench/compare-convert.sh [build-dir] (default build/release; needs MakerBench, built
+# with -DQV_BUILD_BENCH=ON)
+set -euo pipefail
+build=${1:-build/release}
+frames=${FRAMES:-60}
+threads=$(nproc)
+source "$(dirname "$0")/clips.sh"
+runs=${RUNS:-5}
+
+raw="$clips/CONVERT2160YUY2.raw"
+[ -f "$raw" ] || ffmpeg -v error -f lavfi -i testsrc2=size=3840x2160:rate=25 -frames:v 1 \
+  -pix_fmt yuyv422 -f rawvideo "$raw"
+cube="$clips/CONVERT33.cube"
+# A 33-point cube that bends every channel (a gamma of 0.8 with a little crosstalk), so that the
+# trilinear steps do real work; R varies fastest, as the format has it.
+[ -f "$cube" ] || awk 'BEGIN {
+  n = 33; print "LUT_3D_SIZE 33"
+  for (b = 0; b < n; b++) for (g = 0; g < n; g++) for (r = 0; r < n; r++) {
+    R = (r / 32) ^ 0.8; G = (g / 32) ^ 0.8; B = (b / 32) ^ 0.8
+    printf "%.6f %.6f %.6f\n", 0.9 * R + 0.1 * G, 0.9 * G + 0.1 * B, 0.9 * B + 0.1 * R
+  } }' >"$cube"
+
+peer_fps() {  # filter: ffmpeg's frames a second over $frames repeats of the frame
+  local rtime
+  rtime=$(ffmpeg -nostdin -benchmark -threads "$threads" -filter_threads "$threads" \
+    -stream_loop $((frames - 1)) -f rawvideo -pix_fmt yuyv422 -s 3840x2160 -i "$raw" \
+    -vf "$1" -f null - 2>&1 | sed -n 's/.*rtime=\([0-9.]*\)s.*/\1/p')
+  echo "$frames / $rtime" | bc -l
+}
+
+ours_fps() {  # case: the maker's frames a second (the processor's best kernel family)
+  "$build/bench/MakerBench" --benchmark_filter="^BM_Maker/case:$1/isa:3/" \
+    --benchmark_min_time=1 --benchmark_format=csv 2>/dev/null |
+    awk -F, '/^"BM_Maker/ { print $7 }'
+}
+
+median_of() {  # command...: the median of $runs runs
+  for _ in $(seq "$runs"); do "$@"; done | median_of_lines
+}
+
+echo "load average before: $(cut -d' ' -f1-3 /proc/loadavg); $threads threads"
+lut_peer=$(median_of peer_fps "lut3d=file=$cube:interp=trilinear,format=bgr0")
+plain_peer=$(median_of peer_fps "format=bgr0")
+printf '\n%-34s %10s %10s %8s\n' "2160p YUY2 -> BGR0, frames/s" "ours" "ffmpeg" "ours/ff"
+row() {  # label case peer
+  local ours; ours=$(median_of ours_fps "$2")
+  if [ -n "$3" ]; then
+    printf '%-34s %10.1f %10.1f %8.2f\n' "$1" "$ours" "$3" "$(echo "$ours / $3" | bc -l)"
+  else
+    printf '%-34s %10.1f %10s %8s\n' "$1" "$ours" "-" "-"
+  fi
+}
+row "3D LUT, BT.2020, Range2020" 0 "$lut_peer"
+row "3D LUT, BT.709, Range709" 1 "$lut_peer"
+row "x tables (no LUT)" 2 "$plain_peer"
+row "file table" 3 ""
+echo "load average after: $(cut -d' ' -f1-3 /proc/loadavg)"
