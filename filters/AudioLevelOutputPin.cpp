@@ -4,6 +4,9 @@
 #include "filters/SoundSplitterFilter.h"
 #include "filters/SoundSplitterInputPin.h"
 
+static_assert(CSoundSplitterFilter::kMaxChannels * 2 <= CAudioLevelOutputPin::kBufferSize,
+              "a level sample holds a level for every channel the splitter accepts");
+
 CAudioLevelOutputPin::CAudioLevelOutputPin(CSoundSplitterFilter* filter, CURecursiveLock* lock,
                                            HRESULT* phr, bool mp4Flavour)
     : CQueuedOutputPin("audio level output", filter, lock, phr, L"Audio Level Out"),

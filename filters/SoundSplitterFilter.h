@@ -69,7 +69,7 @@ public:
     CBasePin* GetPin(int n) override;
     HRESULT Stop() override;
 
-    // The level sample holds 2 bytes a channel in a buffer of kLevelBufferSize.
+    // A level sample holds 2 bytes a channel in a buffer of CAudioLevelOutputPin::kBufferSize.
     static constexpr uint32_t kMaxChannels = 256;
 
     // For the pins.

@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -145,8 +146,18 @@ public:
         std::lock_guard<std::mutex> guard(mutex);
         if (hold) sample->AddRef(), held.push_back(sample);
         samples.push_back(std::move(r));
+        log.push_back("sample");
         changed.notify_all();
         return S_OK;
+    }
+    HRESULT EndOfStream() override { return Note("eos"), S_OK; }
+    HRESULT BeginFlush() override { return Note("flush"), CBaseInputPin::BeginFlush(); }
+    HRESULT EndFlush() override { return Note("endflush"), CBaseInputPin::EndFlush(); }
+    // Samples and stream events in the order they came, once there are `n`.
+    std::vector<std::string> WaitForLog(size_t n) {
+        std::unique_lock<std::mutex> guard(mutex);
+        changed.wait_for(guard, kPatience, [&] { return log.size() >= n; });
+        return log;
     }
     std::vector<Received> WaitFor(size_t n) {
         std::unique_lock<std::mutex> guard(mutex);
@@ -168,9 +179,16 @@ public:
     bool hold = false;  // set before streaming: keep every sample, so the pool runs dry
 
 private:
+    void Note(const char* event) {
+        std::lock_guard<std::mutex> guard(mutex);
+        log.push_back(event);
+        changed.notify_all();
+    }
+
     std::mutex mutex;
     std::condition_variable changed;  // with `mutex`
     std::vector<Received> samples;    // guarded by `mutex`
+    std::vector<std::string> log;     // guarded by `mutex`
     std::vector<IMediaSample*> held;  // guarded by `mutex`
 };
 
@@ -468,6 +486,20 @@ TEST_F(SplitterTest, NoDeviceDropsEverySampleAndTellsTheGraph) {
     const std::vector<Received> got = sound->pin.WaitFor(1);
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(got[0].start, 20);
+}
+
+// Flushes and the end of the stream reach both outputs; a sample while flushing is refused.
+TEST_F(SplitterTest, StreamEventsReachBothPins) {
+    Build(PCMType(2, 16));
+    IPin* input = splitter->GetPin(0);
+    ASSERT_EQ(input->BeginFlush(), S_OK);
+    EXPECT_EQ(source->Push({1, 0, 2, 0}), S_FALSE);
+    ASSERT_EQ(input->EndFlush(), S_OK);
+    ASSERT_EQ(source->Push({1, 0, 2, 0}), S_OK);
+    ASSERT_EQ(input->EndOfStream(), S_OK);
+    const std::vector<std::string> expected{"flush", "endflush", "sample", "eos"};
+    EXPECT_EQ(sound->pin.WaitForLog(4), expected);
+    EXPECT_EQ(levels->pin.WaitForLog(4), expected);
 }
 
 // A Receive waiting for a level buffer (all of them held downstream), or about to, comes back
