@@ -2,9 +2,6 @@
 // (image/CMakeLists.txt); RowKernel.cpp calls into it only when the processor has AVX2.
 #define QV_VECTOR_WIDTH 8
 #define QV_VECTOR_NAMESPACE avx2
-#ifndef QV_VECTOR_LUT_GATHER
-#define QV_VECTOR_LUT_GATHER 0
-#endif
 #include "image/VectorKernels.h"
 
 namespace image::avx2 {

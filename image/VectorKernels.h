@@ -448,34 +448,52 @@ void Lut3DByPixel(Planes& p, unsigned n, const float* lut) {
     }
 }
 
-// The same look-up a vector of pixels at a time, each node read by a gather (one a channel).
+#if QV_VECTOR_WIDTH == 8
+// The look-up two pixels at a time, one in each 128-bit half (pixels k + j and k + j + 4, so that
+// the halves transpose straight into 8 lanes a channel): the same per-channel operations as
+// Lut3DByPixel with half the arithmetic instructions. Reading each node's 3 floats as they lie
+// beats gathering them a channel at a time: 41 against 50 ms a 2160p frame on one core.
 template <typename Depth>
-void Lut3DByLane(Planes& p, unsigned n, const float* lut) {
-    constexpr int R = stages::kLutStrideR, G = stages::kLutStrideG, B = stages::kLutStrideB;
-    for (unsigned k = 0; k < LanesFor(n); k += kLanes) {
-        VI ir, ig, ib;
-        VF fr, fg, fb;
-        Axis(Load(p.r + k), Depth::kLutScale, ir, fr);
-        Axis(Load(p.g + k), Depth::kLutScale, ig, fg);
-        Axis(Load(p.b + k), Depth::kLutScale, ib, fb);
-        const VI base =
-            AddInt(AddInt(MulInt(ir, Set1Int(R)), MulInt(ig, Set1Int(G))), MulInt(ib, Set1Int(B)));
-        VF out[3];
-        for (int c = 0; c < 3; ++c) {
-            const float* o = lut + c;
-            const VF c00 = Lerp(Gather(o, base), Gather(o + R, base), fr);
-            const VF c10 = Lerp(Gather(o + G, base), Gather(o + G + R, base), fr);
-            const VF c01 = Lerp(Gather(o + B, base), Gather(o + B + R, base), fr);
-            const VF c11 = Lerp(Gather(o + B + G, base), Gather(o + B + G + R, base), fr);
-            const VF c0 = Lerp(c00, c10, fg);
-            const VF c1 = Lerp(c01, c11, fg);
-            out[c] = Mul(Lerp(c0, c1, fb), Set1(Depth::kLutFactor));
+void Lut3DByPair(Planes& p, unsigned n, const float* lut) {
+    LutPositions at;
+    const unsigned lanes = LanesFor(n);
+    Positions<Depth>(p, lanes, at);
+    constexpr unsigned R = stages::kLutStrideR, G = stages::kLutStrideG, B = stages::kLutStrideB;
+    const __m256 factor = _mm256_set1_ps(Depth::kLutFactor);
+    for (unsigned k = 0; k < lanes; k += 8) {
+        const __m256 fr8 = _mm256_load_ps(at.fr + k), fg8 = _mm256_load_ps(at.fg + k);
+        const __m256 fb8 = _mm256_load_ps(at.fb + k);
+        __m256 out[4];
+        for (unsigned j = 0; j < 4; ++j) {
+            const float* lo = lut + at.base[k + j];
+            const float* hi = lut + at.base[k + j + 4];
+            const __m256i pick = _mm256_setr_epi32(j, j, j, j, j + 4, j + 4, j + 4, j + 4);
+            const __m256 fr = _mm256_permutevar8x32_ps(fr8, pick);
+            auto along = [&](unsigned offset) {  // Lerp along R of the node pair at `offset`
+                const __m256 a = _mm256_loadu2_m128(hi + offset, lo + offset);
+                const __m256 b = _mm256_castsi256_ps(
+                    _mm256_srli_si256(_mm256_castps_si256(_mm256_loadu2_m128(hi + offset + R - 1,
+                                                                             lo + offset + R - 1)),
+                                      4));
+                return Lerp(a, b, fr);
+            };
+            const __m256 c00 = along(0), c10 = along(G), c01 = along(B), c11 = along(B + G);
+            const __m256 fg = _mm256_permutevar8x32_ps(fg8, pick);
+            const __m256 c0 = Lerp(c00, c10, fg);
+            const __m256 c1 = Lerp(c01, c11, fg);
+            out[j] = Mul(Lerp(c0, c1, _mm256_permutevar8x32_ps(fb8, pick)), factor);
         }
-        Store(p.r + k, out[0]);
-        Store(p.g + k, out[1]);
-        Store(p.b + k, out[2]);
+        // The 4 × 4 transpose in each half: out[j] holds pixel j (low) and j + 4 (high).
+        const __m256 t0 = _mm256_unpacklo_ps(out[0], out[1]),
+                     t1 = _mm256_unpacklo_ps(out[2], out[3]);
+        const __m256 t2 = _mm256_unpackhi_ps(out[0], out[1]),
+                     t3 = _mm256_unpackhi_ps(out[2], out[3]);
+        _mm256_store_ps(p.r + k, _mm256_shuffle_ps(t0, t1, _MM_SHUFFLE(1, 0, 1, 0)));
+        _mm256_store_ps(p.g + k, _mm256_shuffle_ps(t0, t1, _MM_SHUFFLE(3, 2, 3, 2)));
+        _mm256_store_ps(p.b + k, _mm256_shuffle_ps(t2, t3, _MM_SHUFFLE(1, 0, 1, 0)));
     }
 }
+#endif
 
 // CurveStage of FloatStages.h.
 template <typename Depth>
@@ -585,12 +603,11 @@ VectorChain ChainOf(const KernelPlan& plan, bool yuv, ChainStages::LookupStage l
     return s;
 }
 
-// The 3D look-up of the family: node by node in gathers when the including file defines
-// QV_VECTOR_LUT_GATHER to 1, else pixel by pixel.
+// The 3D look-up of the family: two pixels a step in 8 lanes, one in 4.
 template <typename Depth>
 ChainStages::LookupStage Lut3DFor() {
-#if defined(QV_VECTOR_LUT_GATHER) && QV_VECTOR_LUT_GATHER
-    return Lut3DByLane<Depth>;
+#if QV_VECTOR_WIDTH == 8
+    return Lut3DByPair<Depth>;
 #else
     return Lut3DByPixel<Depth>;
 #endif
