@@ -163,7 +163,8 @@ inline __m128 Lerp4(__m128 a, __m128 b, __m128 f) {
 }
 
 // Lanes in use for n pixels: n rounded up to whole vectors. The input stages fill the lanes
-// beyond n with zeros, so that no later stage reads an undefined value or indexes with one.
+// beyond n with zeros or other values in range, so that no later stage reads an undefined value
+// or indexes with one.
 inline unsigned LanesFor(unsigned n) {
     return (n + kLanes - 1) / kLanes * kLanes;
 }
@@ -223,6 +224,59 @@ inline void EachGroup(const uint8_t* source, unsigned groups, bool endsRow, Grou
     group(groups - 1, last);
 }
 
+#if QV_VECTOR_WIDTH == 8
+// 8 pixels (two groups) of 8-bit 4:2:2 as 32-bit integers: Y, the chroma at each pixel (cur),
+// and at the odd pixels the chroma after it (next; the even lanes of next are not used, as the
+// even pixels take their own sample alone). `at` has 20 readable bytes: the two groups and the
+// successor's first 4 bytes. Byte shuffles, so that a step costs few shuffle instructions.
+struct Walk8 {
+    __m256i y, cbCur, cbNext, crCur, crNext;
+};
+
+inline Walk8 Spread8(const uint8_t* at) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + 4));
+    auto pick = [](__m128i bytes, char a, char b, char c, char d, char e, char f, char g, char h) {
+        return _mm256_cvtepu8_epi32(_mm_shuffle_epi8(
+            bytes, _mm_setr_epi8(a, b, c, d, e, f, g, h, -1, -1, -1, -1, -1, -1, -1, -1)));
+    };
+    Walk8 s;
+    s.y = pick(v, 0, 2, 4, 6, 8, 10, 12, 14);
+    s.cbCur = pick(v, 1, 1, 5, 5, 9, 9, 13, 13);
+    s.crCur = pick(v, 3, 3, 7, 7, 11, 11, 15, 15);
+    s.cbNext = pick(w, 1, 1, 5, 5, 9, 9, 13, 13);  // bytes 5, 9, 13, 17 at the odd lanes
+    s.crNext = pick(w, 3, 3, 7, 7, 11, 11, 15, 15);
+    return s;
+}
+
+// Calls pair(g, at) for groups g and g + 1 of a run of 8-bit 4:2:2 groups, `at` as Spread8 wants
+// it. The last one or two groups are read from a copy that holds the successor's chroma (the
+// row's next group, or at the row's end the last group's own second chroma); a lone last group
+// leaves the copy's second group zero, which gives pixels in range that nobody keeps.
+template <typename Pair>
+inline void EachPair(const uint8_t* source, unsigned groups, bool endsRow, Pair&& pair) {
+    if (groups == 0) return;
+    unsigned g = 0;
+    for (; g + 2 < groups; g += 2) pair(g, source + g * 8);
+    const unsigned rest = groups - g;
+    alignas(16) uint8_t last[32] = {};
+    std::memcpy(last, source + g * 8, rest * 8);
+    std::memcpy(last + rest * 8, endsRow ? last + rest * 8 - 4 : source + (g + rest) * 8, 4);
+    pair(g, last);
+}
+
+// The chroma of 8 pixels: at the odd lanes (cur + next) halved, at the even ones cur.
+inline __m256 FloatChroma(__m256i cur, __m256i next) {
+    const __m256 c = _mm256_cvtepi32_ps(cur);
+    const __m256 mean =
+        _mm256_mul_ps(_mm256_add_ps(c, _mm256_cvtepi32_ps(next)), _mm256_set1_ps(0.5f));
+    return _mm256_blend_ps(c, mean, 0xAA);
+}
+inline __m256i IntegerChroma(__m256i cur, __m256i next) {
+    return _mm256_blend_epi32(cur, _mm256_srai_epi32(_mm256_add_epi32(cur, next), 1), 0xAA);
+}
+#endif
+
 // ---- Float input stages -------------------------------------------------------------------------
 
 // YuvMatrix of FloatStages.h.
@@ -237,6 +291,15 @@ struct VYuvMatrix {
                    Depth::kTop);
         b = Limit4(_mm_add_ps(y, _mm_mul_ps(_mm_set1_ps(M::kBCb), cbp)), Depth::kTop);
     }
+#if QV_VECTOR_WIDTH == 8
+    static void Apply(__m256 y, __m256 cb, __m256 cr, __m256& r, __m256& g, __m256& b) {
+        const VF cbp = Sub(cb, Set1(Depth::kChromaZero));
+        const VF crp = Sub(cr, Set1(Depth::kChromaZero));
+        r = Limit(Add(y, Mul(Set1(M::kRCr), crp)), Depth::kTop);
+        g = Limit(Sub(y, Add(Mul(Set1(M::kGCr), crp), Mul(Set1(M::kGCb), cbp))), Depth::kTop);
+        b = Limit(Add(y, Mul(Set1(M::kBCb), cbp)), Depth::kTop);
+    }
+#endif
 };
 
 // Combined709 and Combined2020 of FloatStages.h: (a × cr + b × y + c) × 1/256 and the like.
@@ -270,7 +333,7 @@ inline void ZeroTail(Planes& p, unsigned n) {
 }
 
 template <typename Depth, typename Convert>
-void Input422(const uint8_t* source, unsigned groups, bool endsRow, Planes& p) {
+void Input422By4(const uint8_t* source, unsigned groups, bool endsRow, Planes& p) {
     EachGroup<typename Depth::Element>(
         source, groups, endsRow, [&p](unsigned g, const uint8_t* at) {
             __m128i lo, hi, next;
@@ -286,6 +349,25 @@ void Input422(const uint8_t* source, unsigned groups, bool endsRow, Planes& p) {
             _mm_store_ps(p.b + g * 4, b);
         });
     ZeroTail(p, groups * kGroupPixels);
+}
+
+template <typename Depth, typename Convert>
+void Input422(const uint8_t* source, unsigned groups, bool endsRow, Planes& p) {
+#if QV_VECTOR_WIDTH == 8
+    if constexpr (sizeof(typename Depth::Element) == 1) {
+        EachPair(source, groups, endsRow, [&p](unsigned g, const uint8_t* at) {
+            const Walk8 w = Spread8(at);
+            __m256 r, gr, b;
+            Convert::Apply(_mm256_cvtepi32_ps(w.y), FloatChroma(w.cbCur, w.cbNext),
+                           FloatChroma(w.crCur, w.crNext), r, gr, b);
+            _mm256_store_ps(p.r + g * 4, r);
+            _mm256_store_ps(p.g + g * 4, gr);
+            _mm256_store_ps(p.b + g * 4, b);
+        });
+        return;  // an odd group count leaves in-range values in the last 4 lanes
+    }
+#endif
+    Input422By4<Depth, Convert>(source, groups, endsRow, p);
 }
 
 // B, G, R, unused elements, 4 pixels at a time.
@@ -674,22 +756,6 @@ struct Yuv8 {
     __m256i y, cb, cr;
 };
 
-inline void IntGroup(const uint8_t* at, __m128i& y, __m128i& cb, __m128i& cr) {
-    __m128i lo, hi, next;
-    GroupElements<uint8_t>(at, lo, hi, next);
-    const Walk4 w = Spread(_mm_castsi128_ps(lo), _mm_castsi128_ps(hi), _mm_castsi128_ps(next));
-    y = _mm_castps_si128(w.y);
-    cb = _mm_srai_epi32(_mm_add_epi32(_mm_castps_si128(w.cbCur), _mm_castps_si128(w.cbNext)), 1);
-    cr = _mm_srai_epi32(_mm_add_epi32(_mm_castps_si128(w.crCur), _mm_castps_si128(w.crNext)), 1);
-}
-
-inline Yuv8 Pair(const uint8_t* first, const uint8_t* second) {
-    __m128i y0, cb0, cr0, y1, cb1, cr1;
-    IntGroup(first, y0, cb0, cr0);
-    IntGroup(second, y1, cb1, cr1);
-    return {_mm256_set_m128i(y1, y0), _mm256_set_m128i(cb1, cb0), _mm256_set_m128i(cr1, cr0)};
-}
-
 template <unsigned kBytes>
 inline void StorePixels(uint8_t* out, __m256i pixels, unsigned count) {
     StorePixels4<kBytes>(out, _mm256_castsi256_si128(pixels));
@@ -697,27 +763,21 @@ inline void StorePixels(uint8_t* out, __m256i pixels, unsigned count) {
 }
 
 // Rows of 8-bit 4:2:2 (each row ends there), 8 pixels a step through `pixels`, which gives 32-bit
-// pixels [byte0 byte1 byte2 0]. The row's last group is read from a copy with its own second
-// chroma in the successor's place, as the scalar walk takes it.
+// pixels [byte0 byte1 byte2 0] from Y, Cb, Cr with chroma averaged as the integer walk does.
 template <unsigned kBytes, typename Pixels>
 void Yuy2Rows(const uint8_t* source, uint8_t* destination, uint32_t lastGroup, uint32_t rows,
               uint32_t linePadding, Pixels&& pixels) {
     const uint32_t groups = lastGroup + 1u;
-    if (groups == 0) return;
     const size_t outStride = (size_t{groups} * kGroupPixels + linePadding) * kBytes;
     for (uint32_t row = 0; row < rows; ++row) {
-        const uint8_t* in = source + size_t{row} * groups * 8;
         uint8_t* out = destination + row * outStride;
-        uint32_t g = 0;
-        for (; g + 2 < groups; g += 2) {
-            StorePixels<kBytes>(out + g * 4 * kBytes, pixels(Pair(in + g * 8, in + g * 8 + 8)), 8);
-        }
-        alignas(16) uint8_t last[32] = {};
-        std::memcpy(last, in + size_t{groups - 1} * 8, 8);
-        std::memcpy(last + 8, last + 4, 4);
-        const bool two = groups - g == 2;
-        const Yuv8 v = two ? Pair(in + g * 8, last) : Pair(last, last);
-        StorePixels<kBytes>(out + g * 4 * kBytes, pixels(v), two ? 8 : 4);
+        EachPair(source + size_t{row} * groups * 8, groups, true,
+                 [&](unsigned g, const uint8_t* at) {
+                     const Walk8 w = Spread8(at);
+                     const Yuv8 v{w.y, IntegerChroma(w.cbCur, w.cbNext),
+                                  IntegerChroma(w.crCur, w.crNext)};
+                     StorePixels<kBytes>(out + g * 4 * kBytes, pixels(v), groups - g > 1 ? 8 : 4);
+                 });
     }
 }
 
