@@ -97,15 +97,13 @@ HRESULT CSoundSplitterFilter::Stop() {
     return CBaseFilter::Stop();
 }
 
-HRESULT CSoundSplitterFilter::TakeFormat(uint32_t channels, uint32_t bitsPerSample,
-                                         uint32_t sampleRate) {
+HRESULT CSoundSplitterFilter::TakeFormat(uint32_t channels, uint32_t bitsPerSample) {
     std::unique_ptr<uint32_t[]> roles(new (std::nothrow) uint32_t[channels]());
     if (!roles) return E_OUTOFMEMORY;
     std::lock_guard<std::mutex> guard(m_csProcess);
     m_pChannelRoles = std::move(roles);
     m_nChannels.store(channels);
     m_nBitsPerSample = bitsPerSample;
-    m_nSampleRate = sampleRate;
     return S_OK;
 }
 

@@ -73,8 +73,9 @@ public:
     static constexpr uint32_t kMaxChannels = 256;
 
     // For the pins.
-    // The input format, from the input's type check: under m_csProcess, all roles go to 0.
-    HRESULT TakeFormat(uint32_t channels, uint32_t bitsPerSample, uint32_t sampleRate);
+    // The input format, from the input's type check: under m_csProcess, all roles go to 0. (The
+    // rate is not needed: the sound output's type reads it from the input's connection.)
+    HRESULT TakeFormat(uint32_t channels, uint32_t bitsPerSample);
     // On the input's connection; the pins made before stay.
     HRESULT CreateOutputPins();
     // The output pins in delivery order, sound first; null where a pin is not made yet.
@@ -101,7 +102,6 @@ private:
 
     std::atomic<uint32_t> m_nChannels{0};                  // written under m_csProcess
     uint32_t m_nBitsPerSample = 0;                         // guarded by m_csProcess
-    uint32_t m_nSampleRate = 0;                            // guarded by m_csProcess
     std::unique_ptr<uint32_t[]> m_pChannelRoles;           // guarded by m_csProcess
     CSoundSplitterInputPin* m_pInputPin = nullptr;         // owned; made in the constructor
     std::atomic<CSoundSplitterOutputPin*> m_pOutputPin{};  // owned; set once under m_csFilter

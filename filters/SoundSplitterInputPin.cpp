@@ -21,7 +21,7 @@ HRESULT CSoundSplitterInputPin::CheckMediaType(const CMediaType* pmt) {
         format.channels > CSoundSplitterFilter::kMaxChannels ||
         !sound_split::IsSupportedWidth(format.bitsPerSample))
         return VFW_E_TYPE_NOT_ACCEPTED;
-    return m_pSplitter->TakeFormat(format.channels, format.bitsPerSample, format.samplesPerSec);
+    return m_pSplitter->TakeFormat(format.channels, format.bitsPerSample);
 }
 
 HRESULT CSoundSplitterInputPin::CompleteConnect(IPin* pReceivePin) {
