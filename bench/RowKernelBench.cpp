@@ -2,9 +2,9 @@
 // (the maker splits it into bands, one a worker): YUY2 to B, G, R, 0 through a 3D LUT (key
 // 0x64301: LUT 22 with Range2020; key 0x60111: gamma 3 to 2, gamut 2 to 0, Range709), through the
 // `x` tables (key 0x60001), and BGR4 through a 3D LUT (key 0x60119); the look kernel with a
-// pre-scale (key 0x62001, look type 7 or above); a file table (key 0x60011, when its file or its
-// substitute is loaded: run through MakerBench). The second argument picks the family
-// (KernelIsa: 0 scalar, 1 SSE4.1, 2 AVX2).
+// pre-scale (key 0x62001, look type 7 or above). The file tables are loaded by a maker, so
+// MakerBench times them. The second argument picks the family (KernelIsa: 0 scalar, 1 SSE4.1,
+// 2 AVX2).
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
