@@ -77,6 +77,7 @@ void VectorBody(const KernelPlan& plan, const uint8_t* source, uint8_t* destinat
 }  // namespace
 
 bool IsaAvailable(KernelIsa isa) {
+    __builtin_cpu_init();  // idempotent; needed when asked before the static constructors ran
     switch (isa) {
         case KernelIsa::Sse41:
             return __builtin_cpu_supports("sse4.1");
