@@ -30,13 +30,16 @@ struct FrameSpan {
     uint64_t first = 0, end = 0;
 };
 
+// --from takes a frame number or the timecode of a frame (HH:MM:SS:FF, ';' before the frames of a
+// drop-frame timecode), counted from the timecode of the clip's first frame.
 struct FrameRange {
-    uint64_t from = 0;
+    std::string from = "0";
     uint64_t count = UINT64_MAX;  // to the end
 
     void Register(CLI::App& app);
-    // ClipError when --from lies beyond the clip; --count is cut at the clip's end.
-    FrameSpan Resolve(const ClipSession& session) const;
+    // ClipError when --from is not a frame or timecode, lies before the clip's first timecode or
+    // beyond the clip; --count is cut at the clip's end.
+    FrameSpan Resolve(ClipSession& session) const;
 };
 
 }  // namespace qvclip

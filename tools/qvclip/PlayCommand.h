@@ -1,9 +1,11 @@
-// `qvclip play`: the clip through the filter graph, as the desktop host plays it: the parser and
-// the movie decode filter made by class id from the module's class table, the decoded pictures
-// into a picture sink (--compressed: the parser's pictures straight into the sink). As fast as the
-// graph goes by default, or against the clock (--realtime); from a frame (--from, a seek before
-// running) for a number of frames (--count); every rendered frame, quality message and frame
-// jump as a JSON line (--events FILE.jsonl); a summary at the end (text, or --json).
+// `qvclip play`: the clip through the whole filter graph, as the desktop host plays it (see
+// PlaybackGraph): pictures decoded, reduced (--scale), converted (--convert, --lut-dir,
+// --display-nits) into a picture sink that can write them (--frames-out, --every, --raw,
+// --contact-sheet); sound folded down by channel roles (--roles), gated (--mute) and written
+// (--wav), with its levels; timecode and metadata; every message the host receives, every frame
+// and quality message as JSON lines (--events). As fast as the graph goes, or against the clock
+// (--realtime); from a frame or timecode (--from) for a number of frames (--count). A progress bar
+// on a terminal; a summary at the end (text, or --json).
 #pragma once
 
 #include <string>
@@ -25,6 +27,17 @@ private:
     bool compressed = false;
     bool md5 = false;
     std::string eventsPath;
+    uint32_t scale = 0;
+    bool convert = false;
+    std::string lutDir;
+    uint32_t displayNits = 0;
+    std::string framesOut;
+    uint32_t every = 1;
+    bool raw = false;
+    std::string contactSheet;
+    std::string wavPath;
+    std::string roles;
+    std::string mute;
 };
 
 }  // namespace qvclip
