@@ -247,7 +247,11 @@ bool AVMovieDecoder::Write(const AVFrame& frame, uint8_t* output, uint32_t outpu
                            uint32_t* written) {
     const bool yuy2 = m_config.pixelFormat == kPixelFormatYUY2;
     const size_t pixelBytes = yuy2 ? 2 : 4;
-    const size_t width = m_config.width, height = m_config.height;
+    // The decoder gives the whole picture at every scale: reducing it for display is the resize
+    // filter's work, which takes the full size from the format's tail as this does.
+    const bool reduced = m_config.pictureScale != 0 && m_config.fullWidth && m_config.fullHeight;
+    const size_t width = reduced ? m_config.fullWidth : m_config.width;
+    const size_t height = reduced ? m_config.fullHeight : m_config.height;
     const size_t size = width * height * pixelBytes;
     if (!output || size > outputSize) return false;
     if (frame.width <= 0 || frame.height <= 0 || frame.width > static_cast<int>(kMaxSide) ||
@@ -267,7 +271,7 @@ bool AVMovieDecoder::Write(const AVFrame& frame, uint8_t* output, uint32_t outpu
 
     // A full-size picture with aligned rows goes straight into the output: the output buffers are
     // far larger than a picture, so libswscale's slack behind the last row is there too.
-    const bool direct = m_config.pictureScale == 0 && width == fullWidth &&
+    const bool direct = width == fullWidth &&
                         height == fullHeight && rowBytes % kRowAlignment == 0 &&
                         reinterpret_cast<uintptr_t>(output) % kRowAlignment == 0 &&
                         outputSize - size >= kConverterSlack;
@@ -285,7 +289,7 @@ bool AVMovieDecoder::Write(const AVFrame& frame, uint8_t* output, uint32_t outpu
     }
 
     // Otherwise the full-size picture in the output format first, rows aligned for libswscale,
-    // then sampled or copied into the output.
+    // then copied into the output.
     m_fullStride = (fullWidth * pixelBytes + 63) & ~size_t{63};
     m_full.resize(m_fullStride * fullHeight + kConverterSlack);
     uint8_t* planes[4] = {m_full.data(), nullptr, nullptr, nullptr};
@@ -294,22 +298,23 @@ bool AVMovieDecoder::Write(const AVFrame& frame, uint8_t* output, uint32_t outpu
         frame.height)
         return false;
 
-    const size_t factor = size_t{1} << m_config.pictureScale;
+    // A picture whose stated size differs from the decoded one is cut, or padded with its last
+    // row and column.
     for (size_t y = 0; y < height; ++y) {
-        const uint8_t* from = m_full.data() + std::min(factor * y, fullHeight - 1) * m_fullStride;
+        const uint8_t* from = m_full.data() + std::min(y, fullHeight - 1) * m_fullStride;
         uint8_t* to = output + y * rowBytes;
-        if (factor == 1 && width <= fullWidth) {
+        if (width <= fullWidth) {
             std::memcpy(to, from, rowBytes);
         } else if (yuy2) {
             for (size_t x = 0; x < width; ++x) {
-                const size_t luma = std::min(factor * x, fullWidth - 1);
-                const size_t pair = std::min(factor * (x - x % 2), fullWidth - 1) / 2;
+                const size_t luma = std::min(x, fullWidth - 1);
+                const size_t pair = std::min(x - x % 2, fullWidth - 1) / 2;
                 to[2 * x] = from[2 * luma];
                 to[2 * x + 1] = from[4 * pair + (x % 2 ? 3 : 1)];
             }
         } else {
             for (size_t x = 0; x < width; ++x)
-                std::memcpy(to + 4 * x, from + 4 * std::min(factor * x, fullWidth - 1), 4);
+                std::memcpy(to + 4 * x, from + 4 * std::min(x, fullWidth - 1), 4);
         }
         if (!yuy2)
             for (size_t x = 0; x < width; ++x) to[4 * x + 3] = 0xFF;

@@ -52,13 +52,19 @@ HRESULT PictureSink::PrepareReceive(IMediaSample* sample) {
     // The range is through: the stream ends here, as it would at the clip's end.
     ended = true;
     finished = true;
+    cued = true;
     CBaseRenderer::EndOfStream();
     return S_FALSE;  // the source stops delivering
+}
+
+void PictureSink::OnReceiveFirstSample(IMediaSample*) {
+    cued = true;
 }
 
 HRESULT PictureSink::EndOfStream() {
     if (ended) return S_OK;
     finished = true;
+    cued = true;
     return CBaseRenderer::EndOfStream();
 }
 
@@ -67,6 +73,7 @@ HRESULT PictureSink::DoRenderSample(IMediaSample* sample) {
     bool timed = false;
     const int64_t frame = FrameOf(sample, &start, &stop, &timed);
     const uint64_t index = rendered++;
+    cued = true;
     if (firstFrame.load() < 0) firstFrame = frame;
     lastFrame = frame;
     uint8_t* bytes = nullptr;

@@ -44,8 +44,11 @@ public:
     HRESULT PrepareReceive(IMediaSample* sample) override;
     HRESULT DoRenderSample(IMediaSample* sample) override;
     HRESULT EndOfStream() override;
+    void OnReceiveFirstSample(IMediaSample* sample) override;
 
     uint64_t Rendered() const { return rendered.load(); }
+    // A picture is at the sink, held while paused or rendered.
+    bool Cued() const { return cued.load(); }
     // The stream ended: at the range's end or the clip's.
     bool Finished() const { return finished.load(); }
     uint64_t Written() const { return written.load(); }
@@ -74,6 +77,7 @@ private:
     int64_t segmentFrame = 0;  // streaming thread only
     bool ended = false;        // streaming thread only
     std::string writeFailure;  // streaming thread, then the host after the stop
+    std::atomic<bool> cued{false};
     std::atomic<bool> finished{false};
     std::atomic<uint64_t> rendered{0};
     std::atomic<uint64_t> written{0};

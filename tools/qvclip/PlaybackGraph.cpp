@@ -1,5 +1,6 @@
 #include "tools/qvclip/PlaybackGraph.h"
 
+#include <chrono>
 #include <cstdio>
 #include <new>
 
@@ -22,6 +23,8 @@ namespace {
 
 constexpr uint32_t kRoleLeft = 1, kRoleRight = 2;
 constexpr long kProgressMs = 100;
+constexpr long kCueStepMs = 5;  // how often a cueing graph looks at the sink
+constexpr auto kCueLimit = std::chrono::seconds(10);
 
 std::string Hex(HRESULT hr) {
     char text[16];
@@ -236,16 +239,23 @@ HRESULT PlaybackGraph::Play(const std::function<void()>& progress) {
         if (timecodeRenderer) timecodeRenderer->SetSyncSource(step);
         if (levelRenderer) levelRenderer->SetSyncSource(nullptr);
     }
-    hr = graph.Run();
-    if (FAILED(hr)) return hr;
     int renderers = 1 + (soundSink ? 2 : 0) + (timecodeRenderer ? 1 : 0);
+    bool running = false;
+    const auto cueEnd = std::chrono::steady_clock::now() + kCueLimit;
     for (;;) {
+        // Paused until the first picture is at the sink (or it takes too long), as a player cues
+        // a clip: the clock starts when there is something to show.
+        if (!running && (pictureSink->Cued() || std::chrono::steady_clock::now() >= cueEnd)) {
+            hr = graph.Run();
+            if (FAILED(hr)) return hr;
+            running = true;
+        }
         // Once the pictures are through, a frame whose timecode never came holds nothing up.
         if (step && pictureSink->Finished()) step->Open();
         long code = 0;
         LONG_PTR param1 = 0, param2 = 0;
-        if (graph.GetEvent(&code, &param1, &param2, kProgressMs) != S_OK) {
-            if (progress) progress();
+        if (graph.GetEvent(&code, &param1, &param2, running ? kProgressMs : kCueStepMs) != S_OK) {
+            if (progress && running) progress();
             continue;
         }
         if (code == EC_COMPLETE && --renderers == 0) return S_OK;

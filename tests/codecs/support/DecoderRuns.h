@@ -74,8 +74,9 @@ inline DecoderConfig Config(uint32_t format, uint32_t scale) {
             .fullHeight = kHeight};
 }
 
+// The decoders write the full picture at every scale.
 inline uint32_t PictureBytes(const DecoderConfig& config) {
-    return config.width * config.height * (config.pixelFormat == kPixelFormatYUY2 ? 2 : 4);
+    return config.fullWidth * config.fullHeight * (config.pixelFormat == kPixelFormatYUY2 ? 2 : 4);
 }
 
 // Feeds every sample, whole or in the rest the decoder leaves, then drains: the pictures written,
