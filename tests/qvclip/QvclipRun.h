@@ -34,11 +34,16 @@ inline std::string Text(const std::string& path) {
     return std::string(bytes.begin(), bytes.end());
 }
 
+// A run that has not ended by then is killed and answers kTimedOut: a hang fails the test
+// instead of stopping the suite.
+inline constexpr int kTimedOut = 124;
+
 // `arguments` go through the shell as they stand.
 inline QvclipResult RunQvclip(const TempDirectory& dir, const std::string& arguments) {
     const std::string out = dir.Native("qvclip.out"), err = dir.Native("qvclip.err");
-    const int status = std::system(
-        (std::string(QVCLIP_PATH) + " " + arguments + " >'" + out + "' 2>'" + err + "'").c_str());
+    const int status = std::system(("timeout -k 5 120 " + std::string(QVCLIP_PATH) + " " +
+                                    arguments + " >'" + out + "' 2>'" + err + "'")
+                                       .c_str());
     QvclipResult result;
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     result.out = Text(out);
