@@ -4,4 +4,6 @@ set(QV_THREADED_TESTS
 # Test files that compare with independent tools (ffprobe, ffmpeg, mediainfo).
 set(QV_ORACLE_TESTS
   FramesOracleTest
+  PlayPictureOracleTest
+  PlaySoundOracleTest
 )
