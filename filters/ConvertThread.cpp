@@ -107,46 +107,7 @@ void CConvertThread::ConvertOne(IMediaSample* in) {
 }
 
 int CConvertThread::Run() {
-    const bool owner = TakeMachineMutex();
     // Without a maker the worker still passes markers and acknowledges flushes, so that the
     // stream and its flushes end; its pictures are dropped.
-    while (owner && !m_bStop.load()) {
-        m_pQueue->Lock();
-        const QueueItem item = m_pQueue->Pop();
-        if (item == kQueueNewSegment) {
-            SegmentRecord* record = CMediaSampleQueue::AsRecord(m_pQueue->Pop());
-            m_pQueue->Unlock();
-            CDeliverThread* deliver = DeliverThread();
-            if (record && deliver) {
-                CUAutoLock work(m_pWorkLock.Get());
-                deliver->PostNewSegment(record->start, record->stop, record->rate);
-            }
-            delete record;
-            continue;
-        }
-        m_pQueue->Unlock();
-        if (item == 0) {
-            if (m_bFlushing.load()) {
-                DrainQueue(*m_pQueue);
-                m_pFlushDone->Set();
-            }
-            m_pQueue->Wait();
-            if (m_pQueue->IsClosed()) break;
-        } else if (item == kQueueEndOfStream) {
-            CDeliverThread* deliver = DeliverThread();
-            if (deliver) {
-                CUAutoLock work(m_pWorkLock.Get());
-                deliver->PostEndOfStream();
-            }
-        } else if (item == kQueueFlush) {
-            m_pFlushDone->Set();
-        } else {
-            IMediaSample* sample = CMediaSampleQueue::AsSample(item);
-            ConvertOne(sample);
-            sample->Release();
-        }
-    }
-    DrainQueue(*m_pQueue);
-    ReleaseMachineMutex();
-    return 0;
+    return RunSampleLoop([this](IMediaSample* sample) { ConvertOne(sample); });
 }

@@ -23,66 +23,24 @@ CMovieResizeThread::~CMovieResizeThread() {
 }
 
 int CMovieResizeThread::Run() {
-    const bool owner = TakeMachineMutex();
-    while (owner && !m_bStop.load()) {
-        m_pQueue->Lock();
-        const QueueItem item = m_pQueue->Pop();
-        if (item == kQueueNewSegment) {
-            SegmentRecord* record = CMediaSampleQueue::AsRecord(m_pQueue->Pop());
-            m_pQueue->Unlock();
-            if (record) {
-                CUAutoLock work(m_pWorkLock.Get());
-                if (CDeliverThread* deliver = DeliverThread())
-                    deliver->PostNewSegment(record->start, record->stop, record->rate);
-            }
-            delete record;
-            continue;
-        }
-        m_pQueue->Unlock();
-        if (item == 0) {
-            if (m_bFlushing.load()) {
-                DrainQueue(*m_pQueue);
-                m_pFlushDone->Set();
-            }
-            m_pQueue->Wait();
-            if (m_pQueue->IsClosed()) break;
-            continue;
-        }
-        if (item == kQueueEndOfStream) {
-            CUAutoLock work(m_pWorkLock.Get());
-            if (CDeliverThread* deliver = DeliverThread()) deliver->PostEndOfStream();
-            continue;
-        }
-        if (item == kQueueFlush) {
-            m_pFlushDone->Set();
-            continue;
-        }
+    return RunSampleLoop([this](IMediaSample* sample) { ResizeOne(sample); });
+}
 
-        IMediaSample* sample = CMediaSampleQueue::AsSample(item);
-        CDeliverThread* deliver = DeliverThread();
-        IMediaSample* out = nullptr;
-        HRESULT got = E_FAIL;
-        if (deliver) {
-            CUAutoLock work(m_pWorkLock.Get());
-            got = deliver->OutputPin()->GetDeliveryBuffer(&out, nullptr, nullptr, 0);
-        }
-        if (m_bStop.load()) {
-            if (out) out->Release();
-            sample->Release();
-            break;
-        }
-        if (!m_bFlushing.load() && SUCCEEDED(got) && out) {
-            CUAutoLock work(m_pWorkLock.Get());
-            const HRESULT hr = ResizeSample(sample, out);
-            if (hr >= 0 && out->GetActualDataLength() != 0 && !m_bFlushing.load())
-                deliver->PostSample(out);
-        }
-        if (out) out->Release();
-        sample->Release();
+void CMovieResizeThread::ResizeOne(IMediaSample* sample) {
+    CDeliverThread* deliver = DeliverThread();
+    IMediaSample* out = nullptr;
+    HRESULT got = E_FAIL;
+    if (deliver) {
+        CUAutoLock work(m_pWorkLock.Get());
+        got = deliver->OutputPin()->GetDeliveryBuffer(&out, nullptr, nullptr, 0);
     }
-    DrainQueue(*m_pQueue);
-    ReleaseMachineMutex();
-    return 0;
+    if (!m_bStop.load() && !m_bFlushing.load() && SUCCEEDED(got) && out) {
+        CUAutoLock work(m_pWorkLock.Get());
+        const HRESULT hr = ResizeSample(sample, out);
+        if (hr >= 0 && out->GetActualDataLength() != 0 && !m_bFlushing.load())
+            deliver->PostSample(out);
+    }
+    if (out) out->Release();
 }
 
 HRESULT CMovieResizeThread::ResizeSample(IMediaSample* input, IMediaSample* output) {

@@ -32,6 +32,7 @@ public:
 private:
     // Resizes `input` into `output` and carries times and flags over; under m_pWorkLock.
     HRESULT ResizeSample(IMediaSample* input, IMediaSample* output);
+    void ResizeOne(IMediaSample* sample);  // one picture: buffer, resize, delivery
 
     const DecoderConfig* const m_pConfig;  // not owned
     const CUSharedPtr<CMBXImageResizeUtility> m_pResizer;

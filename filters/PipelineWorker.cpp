@@ -1,5 +1,7 @@
 #include "filters/PipelineWorker.h"
 
+#include "foundation/CUAutoLock.h"
+
 namespace {
 
 // Holds a queue's lock for a scope.
@@ -102,4 +104,46 @@ void CPipelineWorker::StopAndJoin() {
     m_pQueue->Close();
     m_hStopEvent.Set();
     Join();
+}
+
+int CPipelineWorker::RunSampleLoop(const std::function<void(IMediaSample*)>& step) {
+    const bool owner = TakeMachineMutex();
+    while (owner && !m_bStop.load()) {
+        m_pQueue->Lock();
+        const QueueItem item = m_pQueue->Pop();
+        if (item == kQueueNewSegment) {
+            SegmentRecord* record = CMediaSampleQueue::AsRecord(m_pQueue->Pop());
+            m_pQueue->Unlock();
+            CDeliverThread* deliver = DeliverThread();
+            if (record && deliver) {
+                CUAutoLock work(m_pWorkLock.Get());
+                deliver->PostNewSegment(record->start, record->stop, record->rate);
+            }
+            delete record;
+            continue;
+        }
+        m_pQueue->Unlock();
+        if (item == 0) {
+            if (m_bFlushing.load()) {
+                DrainQueue(*m_pQueue);
+                m_pFlushDone->Set();
+            }
+            m_pQueue->Wait();
+            if (m_pQueue->IsClosed()) break;
+        } else if (item == kQueueEndOfStream) {
+            if (CDeliverThread* deliver = DeliverThread()) {
+                CUAutoLock work(m_pWorkLock.Get());
+                deliver->PostEndOfStream();
+            }
+        } else if (item == kQueueFlush) {
+            m_pFlushDone->Set();
+        } else {
+            IMediaSample* sample = CMediaSampleQueue::AsSample(item);
+            step(sample);
+            sample->Release();
+        }
+    }
+    DrainQueue(*m_pQueue);
+    ReleaseMachineMutex();
+    return 0;
 }

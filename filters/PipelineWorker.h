@@ -61,6 +61,11 @@ protected:
     void ReleaseMachineMutex();
     // Idempotent: the first half of destruction (stop, close, wake, join).
     void StopAndJoin();
+    // The whole body of a worker that turns each sample into at most one output (the convert and
+    // resize workers): the machine mutex around it; new segments and ends of stream passed on to
+    // the delivery thread in order, under the work lock; flushes drained and acknowledged; each
+    // sample handed to `step`, then released. Ends when stopped or the queue is closed.
+    int RunSampleLoop(const std::function<void(IMediaSample*)>& step);
 
     std::atomic<CDeliverThread*> m_pDeliverThread{nullptr};  // owned
     CMediaSampleQueue* const m_pQueue;                        // owned
