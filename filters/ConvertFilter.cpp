@@ -42,11 +42,11 @@ CUnknown* CConvertFilter::CreateInstance(IUnknown* outer, HRESULT* phr) {
 }
 
 CConvertFilter::CConvertFilter(IUnknown* outer, HRESULT*, REFCLSID clsid)
-    : CTransformFilter("CConvertFilter", outer, clsid) {}
+    : CPipelineFilter("CConvertFilter", outer, clsid) {}
 
 CConvertFilter::~CConvertFilter() {
     // The worker goes first: its maker's threads write into buffers of the output's pool.
-    delete m_pThread.exchange(nullptr);
+    DeleteWorker();
 }
 
 HRESULT CConvertFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
@@ -134,10 +134,6 @@ void CConvertFilter::SetTargetConversion(uint8_t enable, int8_t mode) {
         p.targetGamut = target.gamut;
     }
     HandOver();
-}
-
-HRESULT CConvertFilter::Transform(IMediaSample*, IMediaSample*) {
-    return E_UNEXPECTED;  // samples go through the worker, never through here
 }
 
 HRESULT CConvertFilter::CheckInputType(const CMediaType*) {
@@ -229,27 +225,3 @@ HRESULT CConvertFilter::CompleteConnect(PIN_DIRECTION, IPin*) {
     return S_OK;
 }
 
-HRESULT CConvertFilter::Receive(IMediaSample* pSample) {
-    CConvertThread* worker = m_pThread.load();
-    return worker ? worker->Receive(pSample) : S_OK;
-}
-
-HRESULT CConvertFilter::EndOfStream() {
-    CConvertThread* worker = m_pThread.load();
-    return worker ? worker->EndOfStream() : S_OK;
-}
-
-HRESULT CConvertFilter::BeginFlush() {
-    CConvertThread* worker = m_pThread.load();
-    return worker ? worker->BeginFlush() : S_OK;
-}
-
-HRESULT CConvertFilter::EndFlush() {
-    CConvertThread* worker = m_pThread.load();
-    return worker ? worker->EndFlush() : S_OK;
-}
-
-HRESULT CConvertFilter::NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) {
-    CConvertThread* worker = m_pThread.load();
-    return worker ? worker->NewSegment(tStart, tStop, dRate) : S_OK;
-}

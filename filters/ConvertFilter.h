@@ -25,8 +25,8 @@
 
 #include "filters/ConvertThread.h"
 #include "filters/FilterIds.h"
+#include "filters/PipelineFilter.h"
 #include "image/MatchingParameters.h"
-#include "platform/TransformFilter.h"
 
 class IConvertFilter : public IUnknown {
 public:
@@ -37,7 +37,7 @@ public:
     virtual void SetTargetConversion(uint8_t enable, int8_t mode) = 0;
 };
 
-class CConvertFilter : public CTransformFilter, public IConvertFilter {
+class CConvertFilter : public CPipelineFilter<CConvertThread>, public IConvertFilter {
 public:
     static CUnknown* CreateInstance(IUnknown* outer, HRESULT* phr);
 
@@ -49,18 +49,11 @@ public:
 
     void SetTargetConversion(uint8_t enable, int8_t mode) override;
 
-    HRESULT Transform(IMediaSample* pIn, IMediaSample* pOut) override;
     HRESULT CheckInputType(const CMediaType* mtIn) override;
     HRESULT CheckTransform(const CMediaType* mtIn, const CMediaType* mtOut) override;
     HRESULT DecideBufferSize(IMemAllocator* pAllocator, ALLOCATOR_PROPERTIES* pProp) override;
     HRESULT GetMediaType(int iPosition, CMediaType* pMediaType) override;
     HRESULT CompleteConnect(PIN_DIRECTION direction, IPin* pReceivePin) override;
-
-    HRESULT Receive(IMediaSample* pSample) override;
-    HRESULT EndOfStream() override;
-    HRESULT BeginFlush() override;
-    HRESULT EndFlush() override;
-    HRESULT NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) override;
 
     struct Target {
         uint32_t gamma = 0;
@@ -77,7 +70,6 @@ public:
 
     // For tests and the host: a copy of the parameters (false before GetMediaType ran).
     bool Parameters(MatchingParameters* out);
-    CConvertThread* Worker() const { return m_pThread.load(); }
 
     static constexpr int32_t kOutputBufferSize = 0xCA80000;
     static constexpr int32_t kOutputBuffers = 1;
@@ -88,6 +80,5 @@ private:
 
     std::mutex m_csParameters;
     std::unique_ptr<MatchingParameters> m_pConvertParameters;  // guarded by m_csParameters
-    std::atomic<CConvertThread*> m_pThread{nullptr};           // owned
     uint8_t m_bTargetConversion = 0;                           // guarded by m_csParameters
 };

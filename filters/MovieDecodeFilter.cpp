@@ -46,14 +46,14 @@ CUnknown* CMovieDecodeFilter::CreateInstance(IUnknown* outer, HRESULT* phr) {
 }
 
 CMovieDecodeFilter::CMovieDecodeFilter(IUnknown* outer, HRESULT* phr, REFCLSID clsid)
-    : CTransformFilter("CMovieDecodeFilter", outer, clsid),
+    : CPipelineFilter("CMovieDecodeFilter", outer, clsid),
       m_pConfig(new (std::nothrow) DecoderConfig()) {
     if (!m_pConfig && phr) *phr = E_OUTOFMEMORY;
 }
 
 CMovieDecodeFilter::~CMovieDecodeFilter() {
     // The worker goes first: its threads read the configuration and use the decoder.
-    delete m_pThread.exchange(nullptr);
+    DeleteWorker();
 }
 
 HRESULT CMovieDecodeFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
@@ -61,10 +61,6 @@ HRESULT CMovieDecodeFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)
     if (riid == IID_IMovieDecoderProbe)
         return GetInterface(static_cast<IBaseFilter*>(this), ppv);
     return CTransformFilter::NonDelegatingQueryInterface(riid, ppv);
-}
-
-HRESULT CMovieDecodeFilter::Transform(IMediaSample*, IMediaSample*) {
-    return E_UNEXPECTED;  // samples go through the worker, never through here
 }
 
 HRESULT CMovieDecodeFilter::CheckInputType(const CMediaType* mtIn) {
@@ -169,27 +165,6 @@ HRESULT CMovieDecodeFilter::Receive(IMediaSample* pSample) {
         m_bHasNonSyncSamples = 1;
     CDecodeThread* worker = m_pThread.load();
     return worker ? worker->Receive(pSample) : S_OK;
-}
-
-HRESULT CMovieDecodeFilter::EndOfStream() {
-    CDecodeThread* worker = m_pThread.load();
-    return worker ? worker->EndOfStream() : S_OK;
-}
-
-HRESULT CMovieDecodeFilter::BeginFlush() {
-    CDecodeThread* worker = m_pThread.load();
-    return worker ? worker->BeginFlush() : S_OK;
-}
-
-HRESULT CMovieDecodeFilter::EndFlush() {
-    CDecodeThread* worker = m_pThread.load();
-    return worker ? worker->EndFlush() : S_OK;
-}
-
-HRESULT CMovieDecodeFilter::NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) {
-    // The decoder restarts on the worker when the marker reaches it (CDecodeThread).
-    CDecodeThread* worker = m_pThread.load();
-    return worker ? worker->NewSegment(tStart, tStop, dRate) : S_OK;
 }
 
 HRESULT CMovieDecodeFilter::AlterQuality(const Quality& q) {

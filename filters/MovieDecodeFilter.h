@@ -23,9 +23,9 @@
 
 #include "codecs/IMBXMovieDecoder.h"
 #include "filters/DecodeThread.h"
-#include "platform/TransformFilter.h"
+#include "filters/PipelineFilter.h"
 
-class CMovieDecodeFilter : public CTransformFilter {
+class CMovieDecodeFilter : public CPipelineFilter<CDecodeThread> {
 public:
     static CUnknown* CreateInstance(IUnknown* outer, HRESULT* phr);
 
@@ -34,7 +34,6 @@ public:
 
     HRESULT NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-    HRESULT Transform(IMediaSample* pIn, IMediaSample* pOut) override;
     HRESULT CheckInputType(const CMediaType* mtIn) override;
     HRESULT CheckTransform(const CMediaType* mtIn, const CMediaType* mtOut) override;
     HRESULT DecideBufferSize(IMemAllocator* pAllocator, ALLOCATOR_PROPERTIES* pProp) override;
@@ -43,14 +42,9 @@ public:
     HRESULT CompleteConnect(PIN_DIRECTION direction, IPin* pReceivePin) override;
 
     HRESULT Receive(IMediaSample* pSample) override;
-    HRESULT EndOfStream() override;
-    HRESULT BeginFlush() override;
-    HRESULT EndFlush() override;
-    HRESULT NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) override;
 
     // For tests and the host: the configuration the decoder reads.
     const DecoderConfig& Config() const { return *m_pConfig; }
-    CDecodeThread* Worker() const { return m_pThread.load(); }
 
     // The output pool's buffer size and counts.
     static constexpr int32_t kOutputBufferSize = 0xCA80000;
@@ -59,7 +53,6 @@ public:
     static constexpr uint64_t kLargeMachineMemory = 0x400000000;  // 16 GiB
 
 private:
-    std::atomic<CDecodeThread*> m_pThread{nullptr};  // owned
     CUSharedPtr<IMBXMovieDecoder> m_pDecoder;
     std::atomic<uint8_t> m_bHasNonSyncSamples{0};
     std::unique_ptr<DecoderConfig> m_pConfig;

@@ -17,18 +17,14 @@ CUnknown* CreateMovieResizeFilter(IUnknown* outer, HRESULT* phr) {
 }
 
 CMovieResizeFilter::CMovieResizeFilter(IUnknown* outer, HRESULT* phr, REFCLSID clsid)
-    : CTransformFilter("CMovieResizeFilter", outer, clsid),
+    : CPipelineFilter("CMovieResizeFilter", outer, clsid),
       m_pConfig(new (std::nothrow) DecoderConfig()) {
     if (!m_pConfig && phr) *phr = E_OUTOFMEMORY;
 }
 
 CMovieResizeFilter::~CMovieResizeFilter() {
     // The worker goes first: its thread reads the configuration.
-    delete m_pThread.exchange(nullptr);
-}
-
-HRESULT CMovieResizeFilter::Transform(IMediaSample*, IMediaSample*) {
-    return E_UNEXPECTED;  // samples go through the worker, never through here
+    DeleteWorker();
 }
 
 HRESULT CMovieResizeFilter::CheckInputType(const CMediaType* mtIn) {
@@ -100,27 +96,3 @@ HRESULT CMovieResizeFilter::CompleteConnect(PIN_DIRECTION, IPin*) {
     return S_OK;
 }
 
-HRESULT CMovieResizeFilter::Receive(IMediaSample* pSample) {
-    CMovieResizeThread* worker = m_pThread.load();
-    return worker ? worker->Receive(pSample) : S_OK;
-}
-
-HRESULT CMovieResizeFilter::EndOfStream() {
-    CMovieResizeThread* worker = m_pThread.load();
-    return worker ? worker->EndOfStream() : S_OK;
-}
-
-HRESULT CMovieResizeFilter::BeginFlush() {
-    CMovieResizeThread* worker = m_pThread.load();
-    return worker ? worker->BeginFlush() : S_OK;
-}
-
-HRESULT CMovieResizeFilter::EndFlush() {
-    CMovieResizeThread* worker = m_pThread.load();
-    return worker ? worker->EndFlush() : S_OK;
-}
-
-HRESULT CMovieResizeFilter::NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) {
-    CMovieResizeThread* worker = m_pThread.load();
-    return worker ? worker->NewSegment(tStart, tStop, dRate) : S_OK;
-}

@@ -22,34 +22,25 @@
 
 #include "codecs/IMBXMovieDecoder.h"
 #include "filters/MovieResizeThread.h"
-#include "platform/TransformFilter.h"
+#include "filters/PipelineFilter.h"
 
-class CMovieResizeFilter : public CTransformFilter {
+class CMovieResizeFilter : public CPipelineFilter<CMovieResizeThread> {
 public:
     CMovieResizeFilter(IUnknown* outer, HRESULT* phr, REFCLSID clsid);
     ~CMovieResizeFilter() override;
 
-    HRESULT Transform(IMediaSample* pIn, IMediaSample* pOut) override;
     HRESULT CheckInputType(const CMediaType* mtIn) override;
     HRESULT CheckTransform(const CMediaType* mtIn, const CMediaType* mtOut) override;
     HRESULT DecideBufferSize(IMemAllocator* pAllocator, ALLOCATOR_PROPERTIES* pProp) override;
     HRESULT GetMediaType(int iPosition, CMediaType* pMediaType) override;
     HRESULT CompleteConnect(PIN_DIRECTION direction, IPin* pReceivePin) override;
 
-    HRESULT Receive(IMediaSample* pSample) override;
-    HRESULT EndOfStream() override;
-    HRESULT BeginFlush() override;
-    HRESULT EndFlush() override;
-    HRESULT NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) override;
-
     // For tests and the host.
     const DecoderConfig& Config() const { return *m_pConfig; }
-    CMovieResizeThread* Worker() const { return m_pThread.load(); }
 
     static constexpr int32_t kOutputBufferSize = 0x32A0000;
     static constexpr int32_t kOutputBuffers = 2;
 
 private:
-    std::atomic<CMovieResizeThread*> m_pThread{nullptr};  // owned
     std::unique_ptr<DecoderConfig> m_pConfig;
 };
