@@ -171,11 +171,14 @@ int PlayCommand::Run() {
         throw ClipError(contactSheet + ": " + sheetError);
 
     const uint64_t rendered = pictures.Rendered();
-    if (!compressed && rendered == 0 && span.end > span.first)
+    if (!compressed && rendered == 0 && span.end > span.first) {
+        // A frame that cannot be read (a clip cut short) names its own reason.
+        session.Read(span.first, ClipElementPicture);
         throw ClipError(session.Name() +
                         ": no picture came out of the decoder (the kind of clip decides the "
                         "coding: a lone MXF file plays as HEVC, files given with --members as "
                         "H.264)");
+    }
     const int64_t first = pictures.FirstFrame(), last = pictures.LastFrame();
     const uint64_t covered = rendered > 0 ? static_cast<uint64_t>(last - first + 1) : 0;
     const uint64_t dropped = covered > rendered ? covered - rendered : 0;
