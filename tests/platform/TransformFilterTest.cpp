@@ -263,8 +263,6 @@ TEST(TransformFilterTest, FailedFillAbortsTheGraphBeforeTheEndOfStreamArrives) {
 
 TEST(TransformFilterTest, OutputConnectsAfterTheInputWithTheTransformsTypes) {
     Chain chain(0);
-    EXPECT_EQ(chain.input()->Name(), L"XForm In");
-    EXPECT_EQ(chain.output()->Name(), L"XForm Out");
     EXPECT_EQ(chain.output()->Connect(chain.sink->pin, nullptr), E_UNEXPECTED);
     ASSERT_EQ(chain.source->pin->Connect(chain.input(), nullptr), S_OK);
     EXPECT_EQ(chain.input()->CurrentMediaType().majortype, MEDIATYPE_Audio);
