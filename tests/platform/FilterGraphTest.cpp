@@ -51,8 +51,6 @@ struct Fixture {
 
 TEST(FilterGraphTest, RunsToCompletionWithEverySampleOnceInOrder) {
     Fixture f(50, 2);
-    EXPECT_TRUE(f.source->pin->IsConnected());
-    EXPECT_TRUE(f.sink->pin->IsConnected());
     ASSERT_EQ(f.graph->Run(), S_OK);
     FILTER_STATE state = State_Stopped;
     ASSERT_EQ(f.graph->GetState(&state), S_OK);

@@ -74,8 +74,6 @@ TEST(CMediaType, SampleSizeAndFlags) {
     type.SetSampleSize(0);
     EXPECT_FALSE(type.IsFixedSize());
     EXPECT_EQ(type.GetSampleSize(), 0u);
-    type.SetTemporalCompression(true);
-    EXPECT_TRUE(type.IsTemporalCompressed());
     type.InitMediaType();
     EXPECT_FALSE(type.IsValid());
     EXPECT_TRUE(type.IsFixedSize());
