@@ -20,7 +20,6 @@ bool IsSignalled(CUEventWaitHandle& event) {
 
 TEST(CUAutoResetEvent, SignalWaitsForItsWaiterAndFallsBack) {
     CUSharedPtr<CUAutoResetEvent> event = CUCreate<CUAutoResetEvent>(false);
-    EXPECT_FALSE(event->IsManualReset());
     EXPECT_FALSE(IsSignalled(*event));
 
     EXPECT_TRUE(event->Set());
@@ -41,7 +40,6 @@ TEST(CUAutoResetEvent, SignalWaitsForItsWaiterAndFallsBack) {
 TEST(CUManualResetEvent, ReleasesEveryWaiterAndStaysSetUntilReset) {
     constexpr int kWaiters = 4;
     CUManualResetEvent event;
-    EXPECT_TRUE(event.IsManualReset());
 
     std::latch passed(kWaiters);
     std::vector<std::thread> waiters;

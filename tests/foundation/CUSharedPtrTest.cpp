@@ -103,7 +103,6 @@ TEST(CUObject, DescriptionNamesClassAndAddress) {
     std::snprintf(expected, sizeof expected, "(anonymous namespace)::Other(0x%016llX)",
                   static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(object.Get())));
     EXPECT_EQ(object->Description()->UTF8String(), expected);
-    EXPECT_EQ(object->Self(), object.Get());
 }
 
 }  // namespace

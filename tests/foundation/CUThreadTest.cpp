@@ -36,12 +36,10 @@ TEST(CUThread, WaitsOnlyOnceAndOnlyAfterStart) {
         FunctionThread idle(CountRun);
         EXPECT_TRUE(idle.Wait());
         EXPECT_TRUE(idle.Wait());
-        EXPECT_EQ(idle.GetArgument(), nullptr);
     }
     auto* thread = new FunctionThread(CountRun);
     thread->Start(&runs);
     thread->Start(&runs);
-    EXPECT_EQ(thread->GetArgument(), &runs);
     thread->Join();
     EXPECT_EQ(runs.load(), 1);
     EXPECT_TRUE(thread->Wait());
