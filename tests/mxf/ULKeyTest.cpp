@@ -97,7 +97,6 @@ TEST(Labels, CompareAsRawBytesAndPrintDotted) {
     high[15] = 0x80;  // unsigned: 0x80 sorts above 0x7F
     EXPECT_LT(MxfUUID(low.data()), MxfUUID(high.data()));
     EXPECT_LT(ULKey(low.data()), ULKey(high.data()));
-    EXPECT_EQ(MxfUUID(high.data()), MxfUUID(high.data()));
     EXPECT_EQ(ULKey(high.data()).Description()->UTF8String(),
               "06.0E.2B.34.02.53.00.00.00.00.00.00.00.00.00.80");
     EXPECT_EQ(MxfUUID(high.data()).Description()->UTF8String(),
