@@ -54,6 +54,7 @@ TEST_F(MediaSampleTest, TimesStartUnsetAndStopIsOptional) {
 // A new sample's flags are all clear (see the last test of this file).
 TEST_F(MediaSampleTest, FlagsAreIndependent) {
     sample->SetPreroll(true);
+    EXPECT_EQ(sample->IsPreroll(), S_OK);
     EXPECT_EQ(sample->IsSyncPoint(), S_FALSE);
     sample->SetSyncPoint(true);
     sample->SetDiscontinuity(true);
