@@ -8,11 +8,8 @@
 
 #include "codecs/IMBXMovieDecoder.h"
 #include "filters/VideoFormat.h"
-#include "platform/FilterGraph.h"
-#include "platform/Source.h"
-#include "platform/SourceStream.h"
 #include "platform/TransformInputPin.h"
-#include "support/ParserGraph.h"
+#include "support/PictureChain.h"
 
 namespace {
 
@@ -56,74 +53,35 @@ std::vector<uint8_t> Picture(const Format& f, int n) {
     return qvtest::Pattern(size_t(f.width) * f.height * BytesPerPixel(f), uint8_t(n * 29 + 3));
 }
 
+CConvertFilter* Configured(const Format& f) {
+    auto* convert = new CConvertFilter(nullptr, nullptr, CLSID_ConvertFilter);
+    if (f.conversion) convert->SetTargetConversion(1, 0);
+    return convert;
+}
+
 // Pictures 0..count-1 one frame apart; even ones are sync points, the first a discontinuity.
-class PictureStream : public CSourceStream {
-public:
-    PictureStream(CSource* filter, const Format& format, int count)
-        : CSourceStream("picture pin", &hr, filter, L"Out"), format(format), count(count) {}
-    HRESULT GetMediaType(int i, CMediaType* type) override {
-        if (i == 0) *type = VideoType(format);
-        return i < 0 ? E_INVALIDARG : i > 0 ? VFW_S_NO_MORE_ITEMS : S_OK;
-    }
-    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-    HRESULT DecideBufferSize(IMemAllocator* alloc, ALLOCATOR_PROPERTIES* props) override {
-        props->cBuffers = 3;
-        props->cbBuffer = format.width * format.height * int32_t(BytesPerPixel(format));
-        ALLOCATOR_PROPERTIES actual;
-        return alloc->SetProperties(props, &actual);
-    }
-    HRESULT FillBuffer(IMediaSample* sample) override {
-        if (next == count) return S_FALSE;
-        const std::vector<uint8_t> bytes = Picture(format, next);
-        uint8_t* data = nullptr;
-        sample->GetPointer(&data);
-        std::memcpy(data, bytes.data(), bytes.size());
-        sample->SetActualDataLength(int32_t(bytes.size()) - (next == shortAt ? 2 : 0));
-        REFERENCE_TIME start = next * kFrame, stop = start + kFrame;
-        sample->SetTime(&start, &stop);
-        sample->SetSyncPoint(next % 2 == 0);
-        sample->SetDiscontinuity(next == 0);
-        ++next;
-        return S_OK;
-    }
-    HRESULT hr = S_OK;
-    int shortAt = -1;  // set before the run: this picture lacks its last pixel
-
-private:
-    const Format format;
-    const int count;
-    int next = 0;  // worker only
-};
-
-struct ConvertGraph {
-    ConvertGraph(const Format& format, int count) : pin(new PictureStream(source, format, count)) {
-        for (CBaseFilter* filter : std::vector<CBaseFilter*>{source, convert, sink}) {
-            filter->NonDelegatingAddRef();
-            graph.AddFilter(filter, L"filter");
-        }
+struct ConvertGraph : qvtest::PictureChain<CConvertFilter> {
+    ConvertGraph(const Format& f, int count)
+        : PictureChain(
+              VideoType(f), f.width * f.height * int32_t(BytesPerPixel(f)), count, kFrame,
+              [this, f](int n, uint8_t* data, IMediaSample* sample) {
+                  const std::vector<uint8_t> bytes = Picture(f, n);
+                  std::memcpy(data, bytes.data(), bytes.size());
+                  sample->SetSyncPoint(n % 2 == 0);
+                  sample->SetDiscontinuity(n == 0);
+                  return int32_t(bytes.size()) - (n == shortAt ? 2 : 0);
+              },
+              Configured(f), new qvtest::RecordingRenderer(MEDIATYPE_Video, false)) {
         sink->keepBytes = true;
-        if (format.conversion) convert->SetTargetConversion(1, 0);
-        connected = SUCCEEDED(graph.ConnectDirect(pin, convert->GetPin(0), nullptr)) &&
-                    SUCCEEDED(graph.ConnectDirect(convert->GetPin(1), sink->InputPin(), nullptr));
-    }
-    ~ConvertGraph() {
-        graph.Stop();
-        for (CBaseFilter* filter : std::vector<CBaseFilter*>{sink, convert, source})
-            filter->NonDelegatingRelease();
     }
     MatchingParameters Parameters() {
         MatchingParameters p;
-        EXPECT_TRUE(convert->Parameters(&p));
+        EXPECT_TRUE(filter->Parameters(&p));
         return p;
     }
-    CTransformInputPin* Input() { return static_cast<CTransformInputPin*>(convert->GetPin(0)); }
+    CTransformInputPin* Input() { return static_cast<CTransformInputPin*>(filter->GetPin(0)); }
 
-    CFilterGraph graph;
-    CSource* source = new CSource("picture source", nullptr, GUID_NULL);
-    PictureStream* pin;  // owned by the source
-    CConvertFilter* convert = new CConvertFilter(nullptr, nullptr, CLSID_ConvertFilter);
-    qvtest::RecordingRenderer* sink = new qvtest::RecordingRenderer(MEDIATYPE_Video, false);
-    bool connected = false;
+    int shortAt = -1;  // set before the run: this picture lacks its last pixel
 };
 
 class ConvertPlayback : public testing::TestWithParam<Format> {};
@@ -132,8 +90,7 @@ TEST_P(ConvertPlayback, EveryPictureIsTheKernelsWithItsTimesAndMarks) {
     const Format& f = GetParam();
     ConvertGraph g(f, 5);
     ASSERT_TRUE(g.connected);
-    ASSERT_EQ(g.graph.Run(), S_OK);
-    ASSERT_EQ(g.graph.WaitForCompletion(60000), S_OK);
+    ASSERT_EQ(g.Play(), S_OK);
     const MatchingParameters p = g.Parameters();
     const image::RowKernel kernel = CMBXMatchingImageMaker::ChooseKernel(p, {});
     const std::vector<qvtest::Delivered> got = g.sink->Samples();
@@ -160,9 +117,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(ConvertFilterTest, APictureShorterThanItsFormatIsDroppedAndTheStreamGoesOn) {
     ConvertGraph g({.label = ""}, 3);
     ASSERT_TRUE(g.connected);
-    g.pin->shortAt = 1;
-    ASSERT_EQ(g.graph.Run(), S_OK);
-    ASSERT_EQ(g.graph.WaitForCompletion(60000), S_OK);
+    g.shortAt = 1;
+    ASSERT_EQ(g.Play(), S_OK);
     const std::vector<qvtest::Delivered> got = g.sink->Samples();
     ASSERT_EQ(got.size(), 2u);
     EXPECT_EQ(got[1].start, 2 * kFrame);
@@ -225,10 +181,10 @@ TEST(ConvertFilterTest, FormatCodesOutsideTheirSetsAreStoredAsZero) {
 TEST(ConvertFilterTest, SetTargetConversionHandsOverOnChangeOrInModeOne) {
     ConvertGraph g({.label = "", .gamut = 3, .gamma = 15, .hlg = 1}, 0);
     ASSERT_TRUE(g.connected);
-    CConvertThread* worker = g.convert->Worker();
+    CConvertThread* worker = g.filter->Worker();
     ASSERT_NE(worker, nullptr);
     void* host = nullptr;  // the host's view of the filter
-    ASSERT_EQ(g.convert->NonDelegatingQueryInterface(IID_IConvertFilter, &host), S_OK);
+    ASSERT_EQ(g.filter->NonDelegatingQueryInterface(IID_IConvertFilter, &host), S_OK);
     static_cast<IConvertFilter*>(host)->Release();  // the filter outlives the test's use
     const auto handedOver = [&](uint8_t enable, int8_t mode) {
         MatchingParameters spoilt = g.Parameters();
@@ -258,7 +214,7 @@ TEST(ConvertFilterTest, CheckTransformTakesWiderOutputsAndTheOtherRowOrder) {
         Block block(out);
         block.SetU32(video_format::kOffsetBitmapWidth, uint32_t(width));
         block.SetU32(video_format::kOffsetBitmapHeight, uint32_t(height));
-        return g.convert->CheckTransform(&in, &out);
+        return g.filter->CheckTransform(&in, &out);
     };
     EXPECT_EQ(check(64, 36), S_OK);
     EXPECT_EQ(check(64, -36), S_OK);
@@ -267,9 +223,9 @@ TEST(ConvertFilterTest, CheckTransformTakesWiderOutputsAndTheOtherRowOrder) {
     EXPECT_EQ(g.Parameters().linePadding, 0u);
     EXPECT_EQ(check(80, -36), S_OK);
     EXPECT_EQ(g.Parameters().linePadding, 16u);
-    EXPECT_EQ(g.convert->Worker()->Parameters().linePadding, 16u);
+    EXPECT_EQ(g.filter->Worker()->Parameters().linePadding, 16u);
     CMediaType bare;
-    EXPECT_EQ(g.convert->CheckTransform(&in, &bare), S_OK);  // no format block: nothing to test
+    EXPECT_EQ(g.filter->CheckTransform(&in, &bare), S_OK);  // no format block: nothing to test
 }
 
 // A flush and a stop meet pictures in the queues and in the maker; everything ends, and the

@@ -14,11 +14,9 @@
 #include "filters/FilterIds.h"
 #include "filters/MovieResizeFilter.h"
 #include "filters/VideoFormat.h"
-#include "platform/Source.h"
-#include "platform/SourceStream.h"
 #include "platform/TransformInputPin.h"
 #include "platform/support/LoggingSink.h"
-#include "support/ParserGraph.h"
+#include "support/PictureChain.h"
 
 namespace {
 
@@ -43,92 +41,35 @@ void Fill(uint8_t* bytes, size_t size, int n) {
     }
 }
 
-// Pushes `count` full-size pictures at kFrame intervals; frame `emptyAt` has no bytes, frame
-// `shortAt` 64. At frame
-// `flushAt` it flushes downstream from its streaming thread and starts a new segment, as a parser
-// that seeks does.
-class PictureStream : public CSourceStream {
-public:
-    PictureStream(CSource* filter, Picture picture, int count)
-        : CSourceStream("picture pin", &hr, filter, L"Out"), picture(picture), count(count) {}
-
-    HRESULT GetMediaType(int i, CMediaType* type) override {
-        if (i < 0) return E_INVALIDARG;
-        if (i > 0) return VFW_S_NO_MORE_ITEMS;
-        type->SetType(&MEDIATYPE_Video);
-        type->SetSubtype(picture.format == kPixelFormatBGR4 ? &MEDIASUBTYPE_RGB32
-                                                            : &MEDIASUBTYPE_YUY2);
-        type->SetFormatType(&FORMAT_VideoInfo2);
-        uint8_t* bytes = type->AllocFormatBuffer(video_format::kFormatBlockSize);
-        std::memset(bytes, 0, video_format::kFormatBlockSize);
-        Block b(bytes, video_format::kFormatBlockSize);
-        const uint32_t width = video_format::Scaled(picture.fullWidth, picture.scale);
-        const uint32_t height = video_format::Scaled(picture.fullHeight, picture.scale);
-        b.SetU32(video_format::kOffsetSourceRight, width);
-        b.SetU32(video_format::kOffsetSourceBottom, height);
-        b.SetI64(video_format::kOffsetAvgTimePerFrame, kFrame);
-        b.SetU32(video_format::kOffsetBitmapWidth, width);
-        b.SetU32(video_format::kOffsetBitmapHeight, height);
-        b.SetU32(video_format::kOffsetBitmapCompression, picture.format);
-        b.SetU32(video_format::kOffsetGamma, kGamma);
-        b.SetU32(video_format::kOffsetGamut, kGamut);
-        b.SetU32(video_format::kOffsetHLGColor, kHLG);
-        b.SetU32(video_format::kOffsetCodecKind, kCodecKind);
-        b.SetU32(video_format::kOffsetPictureScale, picture.scale);
-        b.SetU32(video_format::kOffsetFullWidth, picture.fullWidth);
-        b.SetU32(video_format::kOffsetFullHeight, picture.fullHeight);
-        b.SetU32(video_format::kOffsetLook, kLook);
-        return S_OK;
-    }
-    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-    HRESULT DecideBufferSize(IMemAllocator* alloc, ALLOCATOR_PROPERTIES* props) override {
-        props->cBuffers = 2;
-        props->cbBuffer = static_cast<int32_t>(picture.Bytes());
-        ALLOCATOR_PROPERTIES actual;
-        return alloc->SetProperties(props, &actual);
-    }
-    HRESULT FillBuffer(IMediaSample* sample) override {
-        if (next == count) return S_FALSE;
-        if (next == flushAt) {
-            DeliverBeginFlush();
-            DeliverEndFlush();
-            DeliverNewSegment(next * kFrame, count * kFrame, 1.0);
-        }
-        uint8_t* bytes = nullptr;
-        sample->GetPointer(&bytes);
-        const size_t size = next == emptyAt ? 0 : next == shortAt ? 64 : picture.Bytes();
-        Fill(bytes, size, next);
-        sample->SetActualDataLength(static_cast<int32_t>(size));
-        REFERENCE_TIME start = next * kFrame, stop = start + kFrame;
-        sample->SetTime(&start, &stop);
-        void* object = nullptr;
-        sample->QueryInterface(IID_IMediaSample2, &object);
-        auto* sample2 = static_cast<IMediaSample2*>(object);
-        AM_SAMPLE2_PROPERTIES properties;
-        sample2->GetProperties(sizeof properties, reinterpret_cast<uint8_t*>(&properties));
-        properties.dwTypeSpecificFlags = kFlags + static_cast<uint32_t>(next);
-        sample2->SetProperties(sizeof properties, reinterpret_cast<const uint8_t*>(&properties));
-        sample2->Release();
-        ++next;
-        return S_OK;
-    }
-
-    HRESULT hr = S_OK;
-    int emptyAt = -1, shortAt = -1, flushAt = -1;  // set before the run
-
-private:
-    const Picture picture;
-    const int count;
-    int next = 0;  // streaming thread only
-};
-
-class PictureSource : public CSource {
-public:
-    PictureSource(Picture picture, int count) : CSource("picture source", nullptr, GUID_NULL) {
-        pin = new PictureStream(this, picture, count);
-    }
-    PictureStream* pin;  // owned by the filter
-};
+// The full-size picture's type, described at its scale.
+CMediaType TypeOf(const Picture& picture) {
+    CMediaType type;
+    type.SetType(&MEDIATYPE_Video);
+    type.SetSubtype(picture.format == kPixelFormatBGR4 ? &MEDIASUBTYPE_RGB32 : &MEDIASUBTYPE_YUY2);
+    type.SetFormatType(&FORMAT_VideoInfo2);
+    uint8_t* bytes = type.AllocFormatBuffer(video_format::kFormatBlockSize);
+    std::memset(bytes, 0, video_format::kFormatBlockSize);
+    Block b(bytes, video_format::kFormatBlockSize);
+    const uint32_t width = video_format::Scaled(picture.fullWidth, picture.scale);
+    const uint32_t height = video_format::Scaled(picture.fullHeight, picture.scale);
+    b.SetI64(video_format::kOffsetAvgTimePerFrame, kFrame);
+    using namespace video_format;
+    for (const auto& [offset, value] : {std::pair{kOffsetSourceRight, width},
+                                        {kOffsetSourceBottom, height},
+                                        {kOffsetBitmapWidth, width},
+                                        {kOffsetBitmapHeight, height},
+                                        {kOffsetBitmapCompression, picture.format},
+                                        {kOffsetGamma, kGamma},
+                                        {kOffsetGamut, kGamut},
+                                        {kOffsetHLGColor, kHLG},
+                                        {kOffsetCodecKind, kCodecKind},
+                                        {kOffsetPictureScale, picture.scale},
+                                        {kOffsetFullWidth, picture.fullWidth},
+                                        {kOffsetFullHeight, picture.fullHeight},
+                                        {kOffsetLook, kLook}})
+        b.SetU32(offset, value);
+    return type;
+}
 
 // Also keeps the type-specific flags of what it renders.
 class FlagRenderer : public qvtest::RecordingRenderer {
@@ -158,36 +99,30 @@ private:
     std::vector<uint32_t> flags;  // guarded by flagLock
 };
 
-struct ResizeGraph {
-    ResizeGraph(Picture picture, int count) {
-        HRESULT hr = S_OK;
-        source = new PictureSource(picture, count);
-        resize = new CMovieResizeFilter(nullptr, &hr, CLSID_MovieResizeFilter);
-        sink = new FlagRenderer;
-        for (CBaseFilter* f : {static_cast<CBaseFilter*>(source), static_cast<CBaseFilter*>(resize),
-                               static_cast<CBaseFilter*>(sink)})
-            f->NonDelegatingAddRef(), graph.AddFilter(f, L"filter");
-        connected = hr == S_OK &&
-                    graph.ConnectDirect(source->pin, resize->GetPin(0), nullptr) == S_OK &&
-                    graph.ConnectDirect(resize->GetPin(1), sink->InputPin(), nullptr) == S_OK;
+// Full-size pictures into the resize filter; frame `emptyAt` has no bytes, frame `shortAt` 64,
+// and frame n carries the type-specific flags kFlags + n.
+struct ResizeGraph : qvtest::PictureChain<CMovieResizeFilter, FlagRenderer> {
+    ResizeGraph(Picture picture, int count)
+        : PictureChain(
+              TypeOf(picture), static_cast<int32_t>(picture.Bytes()), count, kFrame,
+              [this, picture](int n, uint8_t* bytes, IMediaSample* sample) {
+                  const size_t size = n == emptyAt ? 0 : n == shortAt ? 64 : picture.Bytes();
+                  Fill(bytes, size, n);
+                  void* object = nullptr;
+                  sample->QueryInterface(IID_IMediaSample2, &object);
+                  auto* sample2 = static_cast<IMediaSample2*>(object);
+                  AM_SAMPLE2_PROPERTIES properties;
+                  sample2->GetProperties(sizeof properties,
+                                         reinterpret_cast<uint8_t*>(&properties));
+                  properties.dwTypeSpecificFlags = kFlags + static_cast<uint32_t>(n);
+                  sample2->SetProperties(sizeof properties,
+                                         reinterpret_cast<const uint8_t*>(&properties));
+                  sample2->Release();
+                  return static_cast<int32_t>(size);
+              },
+              new CMovieResizeFilter(nullptr, nullptr, CLSID_MovieResizeFilter), new FlagRenderer) {
     }
-    ~ResizeGraph() {
-        graph.Stop();
-        sink->NonDelegatingRelease(), resize->NonDelegatingRelease();
-        source->NonDelegatingRelease();
-    }
-    HRESULT Play() {
-        EXPECT_EQ(graph.Run(), S_OK);
-        const HRESULT hr = graph.WaitForCompletion(120000);
-        graph.Stop();
-        return hr;
-    }
-
-    CFilterGraph graph;
-    PictureSource* source = nullptr;
-    CMovieResizeFilter* resize = nullptr;
-    FlagRenderer* sink = nullptr;
-    bool connected = false;
+    int emptyAt = -1, shortAt = -1;  // set before the run
 };
 
 // The source index of destination index i.
@@ -235,9 +170,9 @@ TEST_P(MovieResizeFilterTest, ReducesEveryPictureAndCarriesTimesAndFlags) {
     ResizeGraph g(c.picture, 4);
     ASSERT_TRUE(g.connected);
     g.sink->keepBytes = true;
-    g.source->pin->emptyAt = 1;
-    g.source->pin->shortAt = 3;  // holds less than its full size says: never read past its end
-    ASSERT_EQ(g.Play(), S_OK);   // the empty sample is no error
+    g.emptyAt = 1;
+    g.shortAt = 3;              // holds less than its full size says: never read past its end
+    ASSERT_EQ(g.Play(), S_OK);  // the empty sample is no error
 
     const std::vector<qvtest::Delivered> got = g.sink->Samples();
     ASSERT_EQ(got.size(), 2u);  // ... and gives nothing
@@ -252,7 +187,7 @@ TEST_P(MovieResizeFilterTest, ReducesEveryPictureAndCarriesTimesAndFlags) {
     }
 
     // The output type: the input's header and colour fields, the subtype of the pixel format.
-    const CMediaType& in = g.resize->InputPin()->CurrentMediaType();
+    const CMediaType& in = g.filter->InputPin()->CurrentMediaType();
     const CMediaType& out = g.sink->InputPin()->CurrentMediaType();
     ASSERT_EQ(out.FormatLength(), video_format::kFormatBlockSize);
     EXPECT_EQ(std::memcmp(out.Format(), in.Format(), video_format::kHeaderSize), 0);
@@ -290,7 +225,7 @@ TEST(MovieResizeFilterTest, AnotherScalePassesTheInputsLengthUnresized) {
         EXPECT_EQ(got[i].bytes.size(), picture.Bytes());
     }
     EXPECT_EQ(g.sink->Flags(), (std::vector<uint32_t>{kFlags + 0, kFlags + 1}));
-    EXPECT_EQ(g.resize->Config().pictureScale, 3u);
+    EXPECT_EQ(g.filter->Config().pictureScale, 3u);
 }
 
 // After the flush every frame arrives, in order, in the new segment; a stop while frames are in
@@ -303,7 +238,7 @@ TEST(MovieResizeFilterTest, AFlushAndAStopWhileRunningEndCleanly) {
     std::condition_variable seen;
     ResizeGraph g({kPixelFormatYUY2, 64, 32, 1}, 1 << 30);
     ASSERT_TRUE(g.connected);
-    g.source->pin->flushAt = kFlushAt;
+    g.pin->flushAt = kFlushAt;
     g.sink->gate = [&](const qvtest::Delivered& d) {
         std::lock_guard<std::mutex> guard(lock);
         if (d.segment == 1 && d.start >= (kFlushAt + kAfter) * kFrame) enough = true;
