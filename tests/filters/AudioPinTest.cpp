@@ -122,14 +122,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(AudioPinPlaybackTest, ASeekIntoALongGopGivesSoundWithoutPreroll) {
     qvtest::TempDirectory dir;
-    synth::SynthOptions o;
-    o.outDir = dir.root;
-    o.name = "SOUND001";
-    o.width = 128;
-    o.height = 72;
-    o.frames = 30;
-    o.gop = 12;
-    o.channels = 2;
+    synth::SynthOptions o = qvtest::SmallClip(dir.root, "SOUND001", 30, 12, 2);
     o.soundBits = 16;
     qvtest::ParserGraph g(o, {true, true, false});
     ASSERT_EQ(g.loaded, S_OK);
@@ -142,9 +135,7 @@ TEST(AudioPinPlaybackTest, ASeekIntoALongGopGivesSoundWithoutPreroll) {
     ASSERT_EQ(seeking->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
     int64_t target = 17;
     ASSERT_EQ(seeking->SetPositions(&target, AM_SEEKING_AbsolutePositioning, nullptr, 0), S_OK);
-    ASSERT_EQ(g.graph.Run(), S_OK);
-    ASSERT_EQ(g.graph.WaitForCompletion(60000), S_OK);
-    g.graph.Stop();
+    ASSERT_EQ(g.Play(), S_OK);
 
     // What came in the seek's segment (the second of each pin).
     auto afterSeek = [](const std::vector<qvtest::Delivered>& all) {

@@ -24,25 +24,9 @@ struct ClipCase {
 };
 
 synth::SynthOptions Options(const std::string& dir, const ClipCase& c, uint32_t frames) {
-    synth::SynthOptions o;
-    o.outDir = dir;
-    o.name = std::string("DEC") + c.label;
-    o.codec = c.codec;
-    o.gop = c.gop;
-    o.bitDepth = c.bitDepth;
-    o.chroma = c.chroma;
-    o.width = 128;
-    o.height = 72;
-    o.frames = frames;
-    o.channels = 0;
+    synth::SynthOptions o = qvtest::SmallClip(dir, std::string("DEC") + c.label, frames, c.gop, 0);
+    o.codec = c.codec, o.bitDepth = c.bitDepth, o.chroma = c.chroma;
     return o;
-}
-
-HRESULT Play(ParserGraph& g) {
-    EXPECT_EQ(g.graph.Run(), S_OK);
-    const HRESULT hr = g.graph.WaitForCompletion(120000);
-    g.graph.Stop();
-    return hr;
 }
 
 class DecodeOracleTest : public testing::TestWithParam<ClipCase> {
@@ -68,9 +52,8 @@ TEST_P(DecodeOracleTest, EveryPictureEqualsFfmpegsDecode) {
     ParserGraph g = Graph(Options(dir.root, GetParam(), 24));
     ASSERT_EQ(g.loaded, S_OK);
     ASSERT_TRUE(g.connected);
-    ASSERT_EQ(Play(g), S_OK);
-    const std::vector<std::string> expected =
-        qvtest::FrameMD5s(g.clip.paths.at(0), "v", "yuyv422");
+    ASSERT_EQ(g.Play(), S_OK);
+    const std::vector<std::string> expected = qvtest::FrameMD5s(g.clip.paths.at(0), "v", "yuyv422");
     const std::vector<Delivered> got = g.video->Samples();
     ASSERT_EQ(got.size(), expected.size());
     for (size_t i = 0; i < got.size(); ++i) {
@@ -79,15 +62,15 @@ TEST_P(DecodeOracleTest, EveryPictureEqualsFfmpegsDecode) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Clips, DecodeOracleTest,
-    testing::Values(ClipCase{"H264GOP", synth::SynthCodec::H264, 12, 8, 420},
-                    ClipCase{"H264INTRA", synth::SynthCodec::H264, 1, 8, 420},
-                    ClipCase{"HEVCGOP", synth::SynthCodec::HEVC, 12, 8, 420},
-                    ClipCase{"HEVC10", synth::SynthCodec::HEVC, 12, 10, 420},
-                    ClipCase{"HEVC422", synth::SynthCodec::HEVC, 6, 10, 422},
-                    ClipCase{"MPEG2GOP", synth::SynthCodec::MPEG2, 12, 8, 420}),
-    [](const auto& info) { return std::string(info.param.label); });
+INSTANTIATE_TEST_SUITE_P(Clips, DecodeOracleTest,
+                         testing::Values(ClipCase{"H264GOP", synth::SynthCodec::H264, 12, 8, 420},
+                                         ClipCase{"H264INTRA", synth::SynthCodec::H264, 1, 8, 420},
+                                         ClipCase{"HEVCGOP", synth::SynthCodec::HEVC, 12, 8, 420},
+                                         ClipCase{"HEVC10", synth::SynthCodec::HEVC, 12, 10, 420},
+                                         ClipCase{"HEVC422", synth::SynthCodec::HEVC, 6, 10, 422},
+                                         ClipCase{"MPEG2GOP", synth::SynthCodec::MPEG2, 12, 8,
+                                                  420}),
+                         [](const auto& info) { return std::string(info.param.label); });
 
 class DecodeSeekTest : public testing::TestWithParam<int64_t> {
 protected:
@@ -99,13 +82,12 @@ TEST_P(DecodeSeekTest, TheTargetPictureComesFirstAtTimeZero) {
     ParserGraph g(Options(dir.root, {"SEEK", synth::SynthCodec::H264, 12, 8, 420}, 30),
                   {.decode = true});
     ASSERT_EQ(g.loaded, S_OK);
-    const std::vector<std::string> expected =
-        qvtest::FrameMD5s(g.clip.paths.at(0), "v", "yuyv422");
+    const std::vector<std::string> expected = qvtest::FrameMD5s(g.clip.paths.at(0), "v", "yuyv422");
     IMediaSeeking* seeking = g.Seeking();
     ASSERT_EQ(seeking->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
     int64_t target = GetParam();
     seeking->SetPositions(&target, AM_SEEKING_AbsolutePositioning, nullptr, 0);
-    ASSERT_EQ(Play(g), S_OK);
+    ASSERT_EQ(g.Play(), S_OK);
     const std::vector<Delivered> got = g.video->Samples();
     ASSERT_EQ(static_cast<int64_t>(got.size()), 30 - target);  // no preroll picture
     for (size_t i = 0; i < got.size(); ++i) {
@@ -230,7 +212,7 @@ TEST(DecodeFilterTest, ASecondDecoderWaitsForTheFirstAndGoesWithoutDelay) {
     const ClipCase clip{"TWO", synth::SynthCodec::H264, 12, 8, 420};
     auto first = std::make_unique<ParserGraph>(Options(dir.root, clip, 12),
                                                qvtest::PinChoice{.decode = true});
-    ASSERT_EQ(Play(*first), S_OK);  // its worker holds the machine's decode mutex from now on
+    ASSERT_EQ(first->Play(), S_OK);  // its worker holds the machine's decode mutex from now on
     EXPECT_EQ(first->video->Samples().size(), 12u);
 
     qvtest::TempDirectory dir2, dir3;

@@ -19,8 +19,7 @@ using qvtest::TestClip;
 
 // 20 frames at 30000/1001, a key frame every 6.
 synth::SynthOptions SmallClip(const std::string& dir, const char* name = "UNIT0001") {
-    synth::SynthOptions o;
-    o.outDir = dir, o.name = name, o.width = 128, o.height = 72, o.frames = 20, o.gop = 6;
+    synth::SynthOptions o = qvtest::SmallClip(dir, name, 20, 6, 2);
     o.rateNumerator = 30000, o.rateDenominator = 1001;
     return o;
 }

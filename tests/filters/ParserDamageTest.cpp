@@ -54,9 +54,8 @@ public:
 // 24 frames, two key frames, two sound tracks. The index either follows the essence (a cut
 // loses it) or sits in the header.
 synth::SynthOptions Clip(const std::string& dir, bool headerIndex) {
-    synth::SynthOptions o;
-    o.outDir = dir, o.name = "DMG00001", o.width = 128, o.height = 72, o.frames = 24, o.gop = 12;
-    o.channels = 2, o.headerIndex = headerIndex;
+    synth::SynthOptions o = qvtest::SmallClip(dir, "DMG00001", 24, 12, 2);
+    o.headerIndex = headerIndex;
     return o;
 }
 

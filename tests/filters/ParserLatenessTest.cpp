@@ -16,15 +16,7 @@ using qvtest::Delivered;
 using qvtest::ParserGraph;
 
 synth::SynthOptions Clip(const std::string& dir) {
-    synth::SynthOptions o;
-    o.outDir = dir;
-    o.name = "LATE0001";
-    o.width = 128;
-    o.height = 72;
-    o.frames = 120;
-    o.gop = 12;
-    o.channels = 2;
-    return o;
+    return qvtest::SmallClip(dir, "LATE0001", 120, 12, 2);
 }
 
 // Holds the timecode renderer back until the picture of the same frame was shown, as a clock
@@ -105,7 +97,7 @@ TEST(ParserLatenessTest, ASlowRendererMakesTheVideoJumpAndTheClipStillEnds) {
         if (frame == 119 && d.start == g.TimeOf(120)) continue;
         EXPECT_EQ(d.start, g.TimeOf(frame)) << "frame " << frame;
     }
-    EXPECT_GT(dropped30, 0);  // bidirectional frames go first
+    EXPECT_GT(dropped30, 0);   // bidirectional frames go first
     EXPECT_EQ(previous, 119);  // the last frame always comes
 
     // Sound keeps its own pace: every frame, with no gap.

@@ -11,22 +11,7 @@ using qvtest::Delivered;
 using qvtest::ParserGraph;
 
 synth::SynthOptions LongGop(const std::string& dir, uint32_t frames) {
-    synth::SynthOptions o;
-    o.outDir = dir;
-    o.name = "PLAY0001";
-    o.width = 128;
-    o.height = 72;
-    o.frames = frames;
-    o.gop = 12;
-    o.channels = 2;
-    return o;
-}
-
-HRESULT Play(ParserGraph& g) {
-    EXPECT_EQ(g.graph.Run(), S_OK);
-    const HRESULT hr = g.graph.WaitForCompletion(60000);
-    g.graph.Stop();
-    return hr;
+    return qvtest::SmallClip(dir, "PLAY0001", frames, 12, 2);
 }
 
 // The delivery a seek to `target` must give: the preroll frames from the key frame before it,
@@ -57,7 +42,7 @@ TEST(ParserPlaybackTest, EveryFrameArrivesOnceInOrderWithItsTimeAndMarks) {
     ParserGraph g(LongGop(dir.root, 40), {});
     ASSERT_EQ(g.loaded, S_OK);
     ASSERT_TRUE(g.connected);
-    ASSERT_EQ(Play(g), S_OK);
+    ASSERT_EQ(g.Play(), S_OK);
     const std::vector<Delivered> got = g.video->Samples();
     ASSERT_EQ(got.size(), 40u);
     for (size_t i = 0; i < got.size(); ++i) {
@@ -88,13 +73,12 @@ TEST_P(ParserSeekTest, DeliversPrerollFromTheKeyFrameThenTheTargetAtTimeZero) {
     int64_t target = GetParam();
     // Stopped: nothing runs, so the seek only moves the start.
     EXPECT_EQ(seeking->SetPositions(&target, AM_SEEKING_AbsolutePositioning, nullptr, 0), 0);
-    ASSERT_EQ(Play(g), S_OK);
+    ASSERT_EQ(g.Play(), S_OK);
     ExpectSeekDelivery(g, g.video->Samples(), target);
     EXPECT_EQ(g.video->Ends(), 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Targets, ParserSeekTest,
-                         testing::Values(0, 1, 11, 12, 17, 29, 30, 1000));
+INSTANTIATE_TEST_SUITE_P(Targets, ParserSeekTest, testing::Values(0, 1, 11, 12, 17, 29, 30, 1000));
 
 TEST(ParserPlaybackTest, SeekingByFramesAndByMediaTimeAgrees) {
     qvtest::TempDirectory dir;
@@ -106,7 +90,7 @@ TEST(ParserPlaybackTest, SeekingByFramesAndByMediaTimeAgrees) {
         int64_t position = frame, stop = 0;
         ASSERT_EQ(seeking->SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
         seeking->SetPositions(&position, AM_SEEKING_AbsolutePositioning, nullptr, 0);
-        ASSERT_EQ(Play(g), S_OK);
+        ASSERT_EQ(g.Play(), S_OK);
         const std::vector<Delivered> byFrames = g.video->Samples();
         g.video->Clear();
 
@@ -121,7 +105,7 @@ TEST(ParserPlaybackTest, SeekingByFramesAndByMediaTimeAgrees) {
         ASSERT_EQ(seeking->GetPositions(&position, &stop), S_OK);
         EXPECT_EQ(position, g.TimeOf(frame));
         EXPECT_EQ(stop, g.TimeOf(30));
-        ASSERT_EQ(Play(g), S_OK);
+        ASSERT_EQ(g.Play(), S_OK);
         const std::vector<Delivered> byTime = g.video->Samples();
         g.video->Clear();
         ASSERT_EQ(byFrames.size(), byTime.size());
@@ -162,7 +146,7 @@ TEST(ParserPlaybackTest, AOneFrameClipDeliversItsFrameThenEnds) {
     o.gop = 1;
     ParserGraph g(o, {});
     ASSERT_EQ(g.loaded, S_OK);
-    ASSERT_EQ(Play(g), S_OK);
+    ASSERT_EQ(g.Play(), S_OK);
     const std::vector<Delivered> got = g.video->Samples();
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(g.FrameOf(got[0]), 0);
@@ -178,7 +162,7 @@ TEST(ParserPlaybackTest, AllThreePinsPlayTogetherAndEachEnds) {
     ASSERT_EQ(g.loaded, S_OK);
     ASSERT_TRUE(g.connected);
     g.audio->keepBytes = true;
-    ASSERT_EQ(Play(g), S_OK);
+    ASSERT_EQ(g.Play(), S_OK);
     for (qvtest::RecordingRenderer* r : {g.video, g.audio, g.timecode}) {
         const std::vector<Delivered> got = r->Samples();
         ASSERT_EQ(got.size(), 20u);

@@ -321,16 +321,8 @@ struct ClipRate {
 };
 
 synth::SynthOptions Clip(const std::string& dir, const ClipRate& rate, uint32_t frames) {
-    synth::SynthOptions o;
-    o.outDir = dir;
-    o.name = "TIME0001";
-    o.width = 128;
-    o.height = 72;
-    o.frames = frames;
-    o.gop = 12;
-    o.channels = 0;
-    o.rateNumerator = rate.numerator;
-    o.rateDenominator = rate.denominator;
+    synth::SynthOptions o = qvtest::SmallClip(dir, "TIME0001", frames, 12, 0);
+    o.rateNumerator = rate.numerator, o.rateDenominator = rate.denominator;
     o.timecode = rate.start;
     return o;
 }
@@ -399,9 +391,7 @@ TEST_P(TimecodePlaybackTest, EveryFrameGivesItsTimecodeThenItsMetaData) {
     // At 29.97 the clip crosses a minute, where drop-frame counting skips two numbers.
     TimecodeGraph t(Clip(dir.root, GetParam(), 12), false);
     ASSERT_TRUE(t.connected);
-    ASSERT_EQ(t.g.graph.Run(), S_OK);
-    ASSERT_EQ(t.g.graph.WaitForCompletion(60000), S_OK);
-    t.g.graph.Stop();
+    ASSERT_EQ(t.g.Play(), S_OK);
     EXPECT_EQ(FramesOf(t.queue.Drain(), GetParam()), Range(0, 12));
 
     TimecodeInfoEX last;
@@ -442,9 +432,7 @@ TEST(TimecodeGraphTest, WhilePausedTheSeekTargetShowsAtOnceAndRunDoesNotRepeatIt
     EXPECT_EQ(now.frames, 17);
     ASSERT_TRUE(t.queue.Next());  // its metadata
 
-    ASSERT_EQ(t.g.graph.Run(), S_OK);
-    ASSERT_EQ(t.g.graph.WaitForCompletion(60000), S_OK);
-    t.g.graph.Stop();
+    ASSERT_EQ(t.g.Play(), S_OK);
     EXPECT_EQ(FramesOf(t.queue.Drain(), rate), Range(18, 30));
 }
 

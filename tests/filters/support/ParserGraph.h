@@ -146,8 +146,8 @@ public:
     }
 
     HRESULT hr = S_OK;
-    REFERENCE_TIME renderCost = 0;  // set before running; 0: not slow
-    bool keepBytes = false;         // set before running
+    REFERENCE_TIME renderCost = 0;               // set before running; 0: not slow
+    bool keepBytes = false;                      // set before running
     std::function<void(const Delivered&)> gate;  // called on the streaming thread, may block
 
 private:
@@ -170,6 +170,15 @@ struct PinChoice {
     // such clips, an MXF file stands in for one this way.
     int64_t clipVersion = -1;
 };
+
+// A 128 x 72 clip of `frames` frames at 25 fps, a key frame every `gop`, `channels` sound tracks.
+inline synth::SynthOptions SmallClip(const std::string& dir, std::string name, uint32_t frames,
+                                     uint32_t gop, uint32_t channels) {
+    synth::SynthOptions o;
+    o.outDir = dir, o.name = std::move(name), o.frames = frames, o.gop = gop;
+    o.channels = channels, o.width = 128, o.height = 72;
+    return o;
+}
 
 class ParserGraph {
 public:
@@ -203,7 +212,8 @@ public:
             renderer->NonDelegatingAddRef();
             renderers.push_back(renderer);
             graph.AddFilter(renderer, L"renderer");
-            connected = connected && SUCCEEDED(graph.ConnectDirect(pin, renderer->InputPin(), nullptr));
+            connected =
+                connected && SUCCEEDED(graph.ConnectDirect(pin, renderer->InputPin(), nullptr));
             return renderer;
         };
         video = attach(pins.video, pictures, MEDIATYPE_Video);
@@ -218,6 +228,13 @@ public:
         filter->NonDelegatingRelease();
     }
 
+    // Runs to the end of the stream (two minutes at most) and stops; the first failure, if any.
+    HRESULT Play() {
+        HRESULT hr = graph.Run();
+        if (SUCCEEDED(hr)) hr = graph.WaitForCompletion(120000);
+        graph.Stop();
+        return hr;
+    }
     IMediaSeeking* Seeking() {
         void* seeking = nullptr;
         filter->VideoPin()->NonDelegatingQueryInterface(IID_IMediaSeeking, &seeking);
