@@ -1,18 +1,15 @@
 // The timecode renderers: what they post to the host for each sample (timecode, then metadata
 // with the ancillary bytes), what they refuse, what a damaged sample leaves, and the MXF renderer
-// behind a parser playing a synthesized clip: one message pair per frame in order, the seek
-// target shown at once while paused, and the messages following the picture's jumps.
+// behind a parser playing a synthesized clip: one message pair per frame in order, and the seek
+// target shown at once while paused. (That the timecode pin follows the picture's jumps is
+// ParserLatenessTest's.)
 #include "filters/TimecodeRenderer.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstring>
-#include <functional>
-#include <mutex>
 #include <optional>
-#include <thread>
 
 #include "filters/FilterCreators.h"
 #include "filters/FilterIds.h"
@@ -296,20 +293,14 @@ TEST(MP4TimecodeRendererTest, FourBytesOrMoreGiveBothMessagesAndFewerNone) {
 
 // ---- Behind a parser ------------------------------------------------------------------------
 
-// A timecode renderer without a clock (samples render as they come) and with an optional gate
-// that holds each sample back, as a slow clock would.
+// A timecode renderer without a clock: samples render as they come.
 class TestTimecodeRenderer : public CTimecodeRenderer {
 public:
     TestTimecodeRenderer() : CTimecodeRenderer(nullptr, &hr, CLSID_TimecodeRenderer) {}
     HRESULT SetSyncSource(IReferenceClock*) override {
         return CTimecodeRenderer::SetSyncSource(nullptr);
     }
-    HRESULT PrepareReceive(IMediaSample* sample) override {
-        if (gate) gate(sample);
-        return CTimecodeRenderer::PrepareReceive(sample);
-    }
     HRESULT hr = S_OK;
-    std::function<void(IMediaSample*)> gate;  // set before running
 };
 
 struct ClipRate {
@@ -434,60 +425,6 @@ TEST(TimecodeGraphTest, WhilePausedTheSeekTargetShowsAtOnceAndRunDoesNotRepeatIt
 
     ASSERT_EQ(t.g.Play(), S_OK);
     EXPECT_EQ(FramesOf(t.queue.Drain(), rate), Range(18, 30));
-}
-
-// Holds the timecode back until the picture of the same frame was shown, as a clock would.
-class Pacer {
-public:
-    void Shown(int64_t frame) {
-        {
-            std::lock_guard<std::mutex> guard(lock);
-            shown = std::max(shown, frame);
-        }
-        changed.notify_all();
-    }
-    void WaitFor(int64_t frame) {
-        std::unique_lock<std::mutex> guard(lock);
-        changed.wait(guard, [&] { return shown >= frame; });
-    }
-
-private:
-    std::mutex lock;
-    std::condition_variable changed;
-    int64_t shown = -1;
-};
-
-TEST(TimecodeGraphTest, MessagesFollowThePicturesJumps) {
-    qvtest::TempDirectory dir;
-    const ClipRate rate{"At25", 25, 1, "01:00:00:00", 25, false};
-    TimecodeGraph t(Clip(dir.root, rate, 120), true);
-    ASSERT_TRUE(t.connected);
-    Pacer pacer;
-    const frame_time::Rate clipRate{25, 1};
-    // Each picture takes as long as three frames last: the picture falls behind and jumps.
-    t.g.video->renderCost = 3 * frame_time::FromFrames(1, clipRate);
-    t.g.video->gate = [&](const qvtest::Delivered& d) {
-        pacer.Shown(frame_time::ToFrames(d.start, clipRate));
-    };
-    t.renderer->gate = [&](IMediaSample* sample) {
-        REFERENCE_TIME start = 0, stop = 0;
-        if (SUCCEEDED(sample->GetTime(&start, &stop)))
-            pacer.WaitFor(frame_time::ToFrames(start, clipRate));
-    };
-    ASSERT_EQ(t.g.graph.Run(), S_OK);
-    std::thread releaser([&] {
-        EXPECT_TRUE(t.g.video->WaitForEnds(1, std::chrono::seconds(120)));
-        pacer.Shown(INT64_MAX);
-    });
-    EXPECT_EQ(t.g.graph.WaitForCompletion(120000), S_OK);
-    releaser.join();
-    t.g.graph.Stop();
-
-    const std::vector<int64_t> frames = FramesOf(t.queue.Drain(), rate);
-    ASSERT_FALSE(frames.empty());
-    EXPECT_LT(frames.size(), 120u);
-    for (size_t i = 1; i < frames.size(); ++i) EXPECT_GT(frames[i], frames[i - 1]);
-    EXPECT_EQ(frames.back(), 119);
 }
 
 }  // namespace
