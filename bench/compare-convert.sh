@@ -46,24 +46,30 @@ ours_fps() {  # case: the maker's frames a second (the processor's best kernel f
     awk -F, '/^"BM_Maker/ { print $7 }'
 }
 
-median_of() {  # command...: the median of $runs runs
-  for _ in $(seq "$runs"); do "$@"; done | median_of_lines
-}
+echo "load average before: $(cut -d' ' -f1-3 /proc/loadavg); $threads threads; $runs runs"
+# Each run times ours right beside the peer, so that a load that changes during the script treats
+# both alike; the medians are over the runs.
+declare -a lut_peer plain_peer lut2020 lut709 xtables file
+for run in $(seq "$runs"); do
+  lut_peer+=("$(peer_fps "$frames" "lut3d=file=$cube:interp=trilinear,format=bgr0")")
+  lut2020+=("$(ours_fps 0)")
+  lut709+=("$(ours_fps 1)")
+  plain_peer+=("$(peer_fps $((frames * 5)) "format=bgr0")")  # fast: more frames
+  xtables+=("$(ours_fps 2)")
+  file+=("$(ours_fps 3)")
+done
+median() { printf '%s\n' "$@" | median_of_lines; }
 
-echo "load average before: $(cut -d' ' -f1-3 /proc/loadavg); $threads threads"
-lut_peer=$(median_of peer_fps "$frames" "lut3d=file=$cube:interp=trilinear,format=bgr0")
-plain_peer=$(median_of peer_fps $((frames * 5)) "format=bgr0")  # fast: more frames
 printf '\n%-34s %10s %10s %8s\n' "2160p YUY2 -> BGR0, frames/s" "ours" "ffmpeg" "ours/ff"
-row() {  # label case peer
-  local ours; ours=$(median_of ours_fps "$2")
+row() {  # label ours peer
   if [ -n "$3" ]; then
-    printf '%-34s %10.1f %10.1f %8.2f\n' "$1" "$ours" "$3" "$(echo "$ours / $3" | bc -l)"
+    printf '%-34s %10.1f %10.1f %8.2f\n' "$1" "$2" "$3" "$(echo "$2 / $3" | bc -l)"
   else
-    printf '%-34s %10.1f %10s %8s\n' "$1" "$ours" "-" "-"
+    printf '%-34s %10.1f %10s %8s\n' "$1" "$2" "-" "-"
   fi
 }
-row "3D LUT, BT.2020, Range2020" 0 "$lut_peer"
-row "3D LUT, BT.709, Range709" 1 "$lut_peer"
-row "x tables (no LUT)" 2 "$plain_peer"
-row "file table" 3 ""
+row "3D LUT, BT.2020, Range2020" "$(median "${lut2020[@]}")" "$(median "${lut_peer[@]}")"
+row "3D LUT, BT.709, Range709" "$(median "${lut709[@]}")" "$(median "${lut_peer[@]}")"
+row "x tables (no LUT)" "$(median "${xtables[@]}")" "$(median "${plain_peer[@]}")"
+row "file table" "$(median "${file[@]}")" ""
 echo "load average after: $(cut -d' ' -f1-3 /proc/loadavg)"
