@@ -7,9 +7,10 @@
 # ratios; the goals are a ratio of at least 4 for the LUT, 1.5 for the `x` tables, and at least
 # 60 frames/s for the file table.
 # The peer's figure is wall time (-benchmark rtime) over $FRAMES repeats of the raw frame
-# (-stream_loop; 5 × as many for the plain conversion), with -threads and -filter_threads set to the processor count; ours is the
-# maker's wall time a frame. Both are wall times on purpose (threads are the point), so measure
-# on a quiet machine: the script prints the load average before and after.
+# (-stream_loop; 5 × as many for the plain conversion), with -threads and -filter_threads set to
+# the processor count; ours is the maker's wall time a frame. Both are wall times on purpose
+# (threads are the point), so measure on a quiet machine: the script prints the load average
+# before and after.
 # Usage: bench/compare-convert.sh [build-dir] (default build/release; needs MakerBench, built
 # with -DQV_BUILD_BENCH=ON)
 set -euo pipefail
