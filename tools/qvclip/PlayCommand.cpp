@@ -180,8 +180,8 @@ int PlayCommand::Run() {
                         "H.264)");
     }
     const int64_t first = pictures.FirstFrame(), last = pictures.LastFrame();
-    const uint64_t covered = rendered > 0 ? static_cast<uint64_t>(last - first + 1) : 0;
-    const uint64_t dropped = covered > rendered ? covered - rendered : 0;
+    // Every frame of the range that was not shown was dropped (late, or not reached in time).
+    const uint64_t dropped = total > rendered ? total - rendered : 0;
     const double fps = seconds > 0 ? static_cast<double>(rendered) / seconds : 0;
     const double soundSeconds = graph.Sound() ? graph.Sound()->Seconds() : 0;
     const HostMessages* messages = graph.Messages();

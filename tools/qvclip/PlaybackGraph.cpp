@@ -23,8 +23,11 @@ namespace {
 
 constexpr uint32_t kRoleLeft = 1, kRoleRight = 2;
 constexpr long kProgressMs = 100;
+constexpr long kClockStepMs = 20;  // how often a real-time play looks at the clock
 constexpr long kCueStepMs = 5;  // how often a cueing graph looks at the sink
-constexpr auto kCueLimit = std::chrono::seconds(10);
+// A player waits briefly for the first picture, never long: a clip whose first picture takes
+// longer (a 2160p long-GOP clip on a small machine) starts late pictures, as it would play on.
+constexpr auto kCueLimit = std::chrono::milliseconds(500);
 
 std::string Hex(HRESULT hr) {
     char text[16];
@@ -243,7 +246,7 @@ HRESULT PlaybackGraph::Play(const std::function<void()>& progress) {
     bool running = false;
     const auto cueEnd = std::chrono::steady_clock::now() + kCueLimit;
     for (;;) {
-        // Paused until the first picture is at the sink (or it takes too long), as a player cues
+        // Paused until the first picture is at the sink (or kCueLimit passed), as a player cues
         // a clip: the clock starts when there is something to show.
         if (!running && (pictureSink->Cued() || std::chrono::steady_clock::now() >= cueEnd)) {
             hr = graph.Run();
@@ -252,9 +255,16 @@ HRESULT PlaybackGraph::Play(const std::function<void()>& progress) {
         }
         // Once the pictures are through, a frame whose timecode never came holds nothing up.
         if (step && pictureSink->Finished()) step->Open();
+        // Against the clock the range lasts its own time: when the clock has passed its last
+        // frame, pictures that are still on their way are late, and dropped with the rest.
+        REFERENCE_TIME now = 0;
+        if (running && setup.realtime && SUCCEEDED(graph.StreamTime(&now)) &&
+            now >= frame_time::FromFrames(setup.endFrame - setup.firstFrame, setup.rate))
+            return S_OK;
         long code = 0;
         LONG_PTR param1 = 0, param2 = 0;
-        if (graph.GetEvent(&code, &param1, &param2, running ? kProgressMs : kCueStepMs) != S_OK) {
+        const long wait = !running ? kCueStepMs : setup.realtime ? kClockStepMs : kProgressMs;
+        if (graph.GetEvent(&code, &param1, &param2, wait) != S_OK) {
             if (progress && running) progress();
             continue;
         }
