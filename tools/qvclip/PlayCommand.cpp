@@ -174,6 +174,10 @@ int PlayCommand::Run() {
     if (!compressed && rendered == 0 && span.end > span.first) {
         // A frame that cannot be read (a clip cut short) names its own reason.
         session.Read(span.first, ClipElementPicture);
+        if (realtime)
+            throw ClipError(session.Name() +
+                            ": no picture was decoded in time (one decoder runs on a machine at "
+                            "a time; another play may have held it)");
         throw ClipError(session.Name() +
                         ": no picture came out of the decoder (the kind of clip decides the "
                         "coding: a lone MXF file plays as HEVC, files given with --members as "
