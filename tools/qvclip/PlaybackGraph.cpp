@@ -244,6 +244,7 @@ HRESULT PlaybackGraph::Play(const std::function<void()>& progress) {
     }
     int renderers = 1 + (soundSink ? 2 : 0) + (timecodeRenderer ? 1 : 0);
     bool running = false;
+    uint64_t metadataSeen = UINT64_MAX;  // metadata messages taken at the last quiet wait
     const auto cueEnd = std::chrono::steady_clock::now() + kCueLimit;
     for (;;) {
         // Paused until the first picture is at the sink (or kCueLimit passed), as a player cues
@@ -253,8 +254,6 @@ HRESULT PlaybackGraph::Play(const std::function<void()>& progress) {
             if (FAILED(hr)) return hr;
             running = true;
         }
-        // Once the pictures are through, a frame whose timecode never came holds nothing up.
-        if (step && pictureSink->Finished()) step->Open();
         // Against the clock the range lasts its own time: when the clock has passed its last
         // frame, pictures that are still on their way are late, and dropped with the rest.
         REFERENCE_TIME now = 0;
@@ -265,6 +264,15 @@ HRESULT PlaybackGraph::Play(const std::function<void()>& progress) {
         LONG_PTR param1 = 0, param2 = 0;
         const long wait = !running ? kCueStepMs : setup.realtime ? kClockStepMs : kProgressMs;
         if (graph.GetEvent(&code, &param1, &param2, wait) != S_OK) {
+            // Once the pictures are through, a frame whose timecode never came must not hold the
+            // step clock for ever. Opening it while messages still come would let the renderer
+            // replace a frame's analysis before the host read it, so it opens only after two
+            // quiet waits in a row without a metadata message.
+            if (step && messages && pictureSink->Finished()) {
+                const uint64_t taken = messages->MetaData();
+                if (taken == metadataSeen) step->Open();
+                metadataSeen = taken;
+            }
             if (progress && running) progress();
             continue;
         }
