@@ -38,11 +38,14 @@ inline std::string Text(const std::string& path) {
 // instead of stopping the suite.
 inline constexpr int kTimedOut = 124;
 
-// `arguments` go through the shell as they stand.
+// `arguments` go through the shell as they stand. The run's runtime folder (its machine-wide
+// worker locks) is the test's own, so that runs of other tests or programs at the same time do
+// not wait on each other's locks.
 inline QvclipResult RunQvclip(const TempDirectory& dir, const std::string& arguments) {
     const std::string out = dir.Native("qvclip.out"), err = dir.Native("qvclip.err");
-    const int status = std::system(("timeout -k 5 120 " + std::string(QVCLIP_PATH) + " " +
-                                    arguments + " >'" + out + "' 2>'" + err + "'")
+    const int status = std::system(("XDG_RUNTIME_DIR='" + dir.root + "' timeout -k 5 120 " +
+                                    std::string(QVCLIP_PATH) + " " + arguments + " >'" + out +
+                                    "' 2>'" + err + "'")
                                        .c_str());
     QvclipResult result;
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
