@@ -1,5 +1,7 @@
 #include "platform/BaseOutputPin.h"
 
+#include <utility>
+
 #include "foundation/CUAutoLock.h"
 
 CBaseOutputPin::CBaseOutputPin(const char* objectName, CBaseFilter* filter, CURecursiveLock* lock,
@@ -13,30 +15,54 @@ CBaseOutputPin::~CBaseOutputPin() {
 HRESULT CBaseOutputPin::CheckConnect(IPin* pPin) {
     HRESULT hr = CBasePin::CheckConnect(pPin);
     if (FAILED(hr)) return hr;
-    if (m_pInputPin) {
-        m_pInputPin->Release();
-        m_pInputPin = nullptr;
+    IMemInputPin* input = nullptr;
+    hr = pPin->QueryInterface(IID_IMemInputPin, reinterpret_cast<void**>(&input));
+    {
+        std::lock_guard<std::mutex> guard(m_csPeer);
+        std::swap(input, m_pInputPin);
     }
-    hr = pPin->QueryInterface(IID_IMemInputPin, reinterpret_cast<void**>(&m_pInputPin));
+    if (input) input->Release();
     return FAILED(hr) ? E_NOINTERFACE : S_OK;
 }
 
 HRESULT CBaseOutputPin::CompleteConnect(IPin*) {
     if (!m_pInputPin) return E_NOINTERFACE;
-    return DecideAllocator(m_pInputPin, &m_pAllocator);
+    IMemAllocator* allocator = nullptr;
+    const HRESULT hr = DecideAllocator(m_pInputPin, &allocator);
+    {
+        std::lock_guard<std::mutex> guard(m_csPeer);
+        std::swap(allocator, m_pAllocator);
+    }
+    if (allocator) allocator->Release();
+    return hr;
 }
 
 HRESULT CBaseOutputPin::BreakConnect() {
-    if (m_pAllocator) {
-        m_pAllocator->Decommit();
-        m_pAllocator->Release();
-        m_pAllocator = nullptr;
+    IMemAllocator* allocator = nullptr;
+    IMemInputPin* input = nullptr;
+    {
+        std::lock_guard<std::mutex> guard(m_csPeer);
+        std::swap(allocator, m_pAllocator);
+        std::swap(input, m_pInputPin);
     }
-    if (m_pInputPin) {
-        m_pInputPin->Release();
-        m_pInputPin = nullptr;
+    if (allocator) {
+        allocator->Decommit();  // a GetDeliveryBuffer waiting for a buffer comes back
+        allocator->Release();
     }
+    if (input) input->Release();
     return S_OK;
+}
+
+IMemAllocator* CBaseOutputPin::TakeAllocator() {
+    std::lock_guard<std::mutex> guard(m_csPeer);
+    if (m_pAllocator) m_pAllocator->AddRef();
+    return m_pAllocator;
+}
+
+IMemInputPin* CBaseOutputPin::TakeInputPin() {
+    std::lock_guard<std::mutex> guard(m_csPeer);
+    if (m_pInputPin) m_pInputPin->AddRef();
+    return m_pInputPin;
 }
 
 HRESULT CBaseOutputPin::DecideAllocator(IMemInputPin* pPin, IMemAllocator** ppAlloc) {
@@ -79,13 +105,19 @@ HRESULT CBaseOutputPin::Inactive() {
 HRESULT CBaseOutputPin::GetDeliveryBuffer(IMediaSample** ppSample, REFERENCE_TIME* pStartTime,
                                           REFERENCE_TIME* pEndTime, uint32_t dwFlags) {
     if (!ppSample) return E_POINTER;
-    if (!m_pAllocator) return E_NOINTERFACE;
-    return m_pAllocator->GetBuffer(ppSample, pStartTime, pEndTime, dwFlags);
+    IMemAllocator* allocator = TakeAllocator();
+    if (!allocator) return E_NOINTERFACE;
+    const HRESULT hr = allocator->GetBuffer(ppSample, pStartTime, pEndTime, dwFlags);
+    allocator->Release();
+    return hr;
 }
 
 HRESULT CBaseOutputPin::Deliver(IMediaSample* pSample) {
-    if (!m_pInputPin) return VFW_E_NOT_CONNECTED;
-    return m_pInputPin->Receive(pSample);
+    IMemInputPin* input = TakeInputPin();
+    if (!input) return VFW_E_NOT_CONNECTED;
+    const HRESULT hr = input->Receive(pSample);
+    input->Release();
+    return hr;
 }
 
 HRESULT CBaseOutputPin::DeliverEndOfStream() {

@@ -8,11 +8,15 @@
 // Deliver* calls pass end of stream, flush and new segment to the peer pin. The IPin calls that
 // only input pins take (EndOfStream, BeginFlush, EndFlush) answer E_UNEXPECTED.
 // Threads: GetDeliveryBuffer and Deliver* run on the streaming thread; the allocator and the
-// input's interface change only while stopped (see CBasePin), so they are read without a lock.
+// input's interface change only while stopped (see CBasePin). A worker of a filter may still be
+// between two steps when its graph disconnects the pins, so GetDeliveryBuffer and Deliver take
+// a reference to them under m_csPeer and call outside it; BreakConnect swaps them out under it.
 // Failures: VFW_E_NOT_CONNECTED from Deliver* without a peer; E_NOINTERFACE from
 // GetDeliveryBuffer and VFW_E_NO_ALLOCATOR from Active without an allocator; the allocator's and
 // the input's codes otherwise.
 #pragma once
+
+#include <mutex>
 
 #include "platform/BasePin.h"
 #include "platform/MemAllocator.h"
@@ -46,6 +50,13 @@ public:
     HRESULT EndFlush() override { return E_UNEXPECTED; }
 
 protected:
-    IMemAllocator* m_pAllocator = nullptr;  // referenced; set on connection (stopped only)
-    IMemInputPin* m_pInputPin = nullptr;    // referenced; set on connection (stopped only)
+    // Referenced; set on connection (stopped only), under m_csPeer.
+    IMemAllocator* m_pAllocator = nullptr;
+    IMemInputPin* m_pInputPin = nullptr;
+    std::mutex m_csPeer;  // a leaf lock: nothing is called while it is held
+
+private:
+    // m_pAllocator / m_pInputPin with a reference taken under m_csPeer, or null.
+    IMemAllocator* TakeAllocator();
+    IMemInputPin* TakeInputPin();
 };
