@@ -10,6 +10,7 @@
 
 #include "image/KernelData.h"
 #include "platform/DisplayLuminance.h"
+#include "platform/NamedMutex.h"
 #include "platform/SoundDevices.h"
 #include "tools/qvclip/ClipOutput.h"
 #include "tools/qvclip/EventLog.h"
@@ -142,6 +143,14 @@ int PlayCommand::Run() {
     if (displayNits) platform::SetDisplayPeakLuminance(displayNits);
     // The sound sink stands for the sound device, so the sound filters always have one.
     platform::SetSoundOutputDeviceOverride(true);
+
+    // Each kind of pipeline worker runs once on a machine at a time; two plays that each held one
+    // kind and waited for the other would wait for ever. Plays therefore take turns as a whole.
+    CNamedMutex turn("qvclip-play");
+    if (!compressed && turn.TryAcquire() == S_FALSE) {
+        std::fprintf(stderr, "qvclip: waiting for another play on this machine to end\n");
+        turn.Acquire(nullptr);
+    }
 
     EventLog log(eventsPath);
     PlaybackGraph graph(setup, log);

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
-#include <vector>
 
 #include "tools/qvclip/ClipSession.h"
 
@@ -18,13 +17,16 @@ constexpr uint8_t kSubFormatPcm[16] = {0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x10,
                                        0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
 constexpr uint64_t kMaxRiffBytes = std::numeric_limits<uint32_t>::max();
 
-void Put16(std::vector<uint8_t>& out, uint32_t v) {
-    out.push_back(uint8_t(v)), out.push_back(uint8_t(v >> 8));
-}
-void Put32(std::vector<uint8_t>& out, uint32_t v) {
-    for (int i = 0; i < 4; ++i) out.push_back(uint8_t(v >> (8 * i)));
-}
-void PutTag(std::vector<uint8_t>& out, const char* tag) { out.insert(out.end(), tag, tag + 4); }
+// The header's bytes, little-endian, written into a fixed block (it is at most 68 bytes).
+struct HeaderBytes {
+    uint8_t bytes[80] = {};
+    size_t size = 0;
+    void Put(uint32_t v, int width) {
+        for (int i = 0; i < width; ++i) bytes[size++] = uint8_t(v >> (8 * i));
+    }
+    void Tag(const char* tag) { std::memcpy(bytes + size, tag, 4), size += 4; }
+    void Raw(const uint8_t* from, size_t n) { std::memcpy(bytes + size, from, n), size += n; }
+};
 
 // Speaker positions of the first channels: front left, front right, then what follows in order.
 uint32_t ChannelMask(uint16_t channels) {
@@ -44,19 +46,19 @@ WavWriter::WavWriter(const std::string& path, uint16_t channels, uint32_t sample
     if (!file) throw ClipError(path + ": " + std::strerror(errno));
     const bool extensible = bits > 16 || channels > 2;
     const uint32_t blockAlign = uint32_t{channels} * (bits / 8);
-    std::vector<uint8_t> header;
-    PutTag(header, "RIFF"), Put32(header, 0), PutTag(header, "WAVE");
-    PutTag(header, "fmt "), Put32(header, extensible ? 40 : 16);
-    Put16(header, extensible ? kFormatExtensible : kFormatPcm), Put16(header, channels);
-    Put32(header, sampleRate), Put32(header, sampleRate * blockAlign);
-    Put16(header, blockAlign), Put16(header, bits);
+    HeaderBytes header;
+    header.Tag("RIFF"), header.Put(0, 4), header.Tag("WAVE");
+    header.Tag("fmt "), header.Put(extensible ? 40 : 16, 4);
+    header.Put(extensible ? kFormatExtensible : kFormatPcm, 2), header.Put(channels, 2);
+    header.Put(sampleRate, 4), header.Put(sampleRate * blockAlign, 4);
+    header.Put(blockAlign, 2), header.Put(bits, 2);
     if (extensible) {
-        Put16(header, 22), Put16(header, bits), Put32(header, ChannelMask(channels));
-        header.insert(header.end(), std::begin(kSubFormatPcm), std::end(kSubFormatPcm));
+        header.Put(22, 2), header.Put(bits, 2), header.Put(ChannelMask(channels), 4);
+        header.Raw(kSubFormatPcm, sizeof kSubFormatPcm);
     }
-    PutTag(header, "data"), Put32(header, 0);
-    headerBytes = static_cast<uint32_t>(header.size());
-    if (std::fwrite(header.data(), 1, header.size(), file) != header.size()) failed = true;
+    header.Tag("data"), header.Put(0, 4);
+    headerBytes = static_cast<uint32_t>(header.size);
+    if (std::fwrite(header.bytes, 1, header.size, file) != header.size) failed = true;
 }
 
 WavWriter::~WavWriter() { Close(); }
@@ -80,12 +82,12 @@ bool WavWriter::Close() {
     // A RIFF chunk of odd size is followed by one pad byte.
     const bool pad = dataBytes % 2 != 0;
     if (pad && std::fputc(0, file) == EOF) failed = true;
-    std::vector<uint8_t> riff, data;
-    Put32(riff, static_cast<uint32_t>(headerBytes - 8 + dataBytes + (pad ? 1 : 0)));
-    Put32(data, static_cast<uint32_t>(dataBytes));
-    if (std::fseek(file, 4, SEEK_SET) != 0 || std::fwrite(riff.data(), 1, 4, file) != 4 ||
+    HeaderBytes riff, data;
+    riff.Put(static_cast<uint32_t>(headerBytes - 8 + dataBytes + (pad ? 1 : 0)), 4);
+    data.Put(static_cast<uint32_t>(dataBytes), 4);
+    if (std::fseek(file, 4, SEEK_SET) != 0 || std::fwrite(riff.bytes, 1, 4, file) != 4 ||
         std::fseek(file, headerBytes - 4, SEEK_SET) != 0 ||
-        std::fwrite(data.data(), 1, 4, file) != 4)
+        std::fwrite(data.bytes, 1, 4, file) != 4)
         failed = true;
     if (std::fclose(file) != 0) failed = true;
     file = nullptr;
