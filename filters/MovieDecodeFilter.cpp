@@ -64,12 +64,7 @@ HRESULT CMovieDecodeFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)
 }
 
 HRESULT CMovieDecodeFilter::CheckInputType(const CMediaType* mtIn) {
-    if (mtIn && mtIn->Format() && m_pConfig) {
-        const Block in(*mtIn);
-        m_pConfig->pixelFormat = in.U32(video_format::kOffsetBitmapCompression);
-        m_pConfig->width = in.U32(video_format::kOffsetBitmapWidth);
-        m_pConfig->height = in.U32(video_format::kOffsetBitmapHeight);
-    }
+    if (mtIn) video_format::ReadPicture(*mtIn, m_pConfig.get());
     return S_OK;
 }
 
@@ -134,9 +129,7 @@ HRESULT CMovieDecodeFilter::CompleteConnect(PIN_DIRECTION, IPin*) {
     const CMediaType& input = m_pInput->CurrentMediaType();
     const Block in(input);
     if (input.Format() && !m_pDecoder) {
-        m_pConfig->pictureScale = in.U32(video_format::kOffsetPictureScale);
-        m_pConfig->fullWidth = in.U32(video_format::kOffsetFullWidth);
-        m_pConfig->fullHeight = in.U32(video_format::kOffsetFullHeight);
+        video_format::ReadTail(input, m_pConfig.get());
         m_pConfig->heavyStream = 0;
         m_pConfig->longGOP = in.U8(video_format::kOffsetLongGOPFlag);
         const uint32_t codecKind = in.U32(video_format::kOffsetCodecKind);

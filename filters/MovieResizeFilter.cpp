@@ -28,12 +28,7 @@ CMovieResizeFilter::~CMovieResizeFilter() {
 }
 
 HRESULT CMovieResizeFilter::CheckInputType(const CMediaType* mtIn) {
-    if (mtIn && mtIn->Format() && m_pConfig) {
-        const Block in(*mtIn);
-        m_pConfig->pixelFormat = in.U32(video_format::kOffsetBitmapCompression);
-        m_pConfig->width = in.U32(video_format::kOffsetBitmapWidth);
-        m_pConfig->height = in.U32(video_format::kOffsetBitmapHeight);
-    }
+    if (mtIn) video_format::ReadPicture(*mtIn, m_pConfig.get());
     return S_OK;
 }
 
@@ -82,12 +77,7 @@ HRESULT CMovieResizeFilter::GetMediaType(int iPosition, CMediaType* pMediaType) 
 HRESULT CMovieResizeFilter::CompleteConnect(PIN_DIRECTION, IPin*) {
     if (!m_pInput || !m_pConfig) return S_OK;
     const CMediaType& input = m_pInput->CurrentMediaType();
-    if (input.Format()) {
-        const Block in(input);
-        m_pConfig->pictureScale = in.U32(video_format::kOffsetPictureScale);
-        m_pConfig->fullWidth = in.U32(video_format::kOffsetFullWidth);
-        m_pConfig->fullHeight = in.U32(video_format::kOffsetFullHeight);
-    }
+    video_format::ReadTail(input, m_pConfig.get());
     if (m_pConfig->pixelFormat != 0 && !m_pThread.load())
         m_pThread = new (std::nothrow) CMovieResizeThread(m_pConfig.get());
     CMovieResizeThread* worker = m_pThread.load();

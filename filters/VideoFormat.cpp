@@ -83,4 +83,20 @@ HRESULT Build(StreamManager& clip, const Request& request, CMediaType* type) {
     return S_OK;
 }
 
+void ReadPicture(const CMediaType& type, DecoderConfig* config) {
+    if (!type.Format() || !config) return;
+    const Block in(type);
+    config->pixelFormat = in.U32(kOffsetBitmapCompression);
+    config->width = in.U32(kOffsetBitmapWidth);
+    config->height = in.U32(kOffsetBitmapHeight);
+}
+
+void ReadTail(const CMediaType& type, DecoderConfig* config) {
+    if (!type.Format() || !config) return;
+    const Block in(type);
+    config->pictureScale = in.U32(kOffsetPictureScale);
+    config->fullWidth = in.U32(kOffsetFullWidth);
+    config->fullHeight = in.U32(kOffsetFullHeight);
+}
+
 }  // namespace video_format

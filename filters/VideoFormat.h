@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "clipmodel/StreamManager.h"
+#include "codecs/IMBXMovieDecoder.h"
 #include "platform/MediaType.h"
 
 namespace video_format {
@@ -66,6 +67,12 @@ struct Request {
 
 // Fills `type` from the clip. E_OUTOFMEMORY when the block cannot be had.
 HRESULT Build(StreamManager& clip, const Request& request, CMediaType* type);
+
+// What the decode and resize filters keep of their input's format: the layout code ("YUY2" or
+// "BGR4"), width and height (ReadPicture), and the tail's picture scale, full width and full
+// height (ReadTail). A type without a format block changes nothing.
+void ReadPicture(const CMediaType& type, DecoderConfig* config);
+void ReadTail(const CMediaType& type, DecoderConfig* config);
 
 // Little-endian fields of a format block, inside its bounds: a read past the end gives 0, a
 // write past the end does nothing.
