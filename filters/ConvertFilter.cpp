@@ -12,7 +12,6 @@ namespace {
 
 using video_format::Block;
 
-constexpr uint32_t kBitmapHeaderSize = 40;
 constexpr uint16_t kOutputBitCount = 32;
 constexpr uint32_t kOutputDepthBgr0 = 3;  // B, G, R, 0 with output mode 0
 constexpr uint32_t kGammaUnknown = 0xFFFFFFFF;
@@ -197,17 +196,8 @@ HRESULT CConvertFilter::GetMediaType(int iPosition, CMediaType* pMediaType) {
     uint8_t* bytes = pMediaType->AllocFormatBuffer(video_format::kFormatBlockSize);
     if (!bytes) return E_OUTOFMEMORY;
     Block out(bytes, video_format::kFormatBlockSize);
-    out.SetU32(video_format::kOffsetSourceRight, width);
-    out.SetU32(video_format::kOffsetSourceBottom, height);
-    out.SetU32(video_format::kOffsetTargetRight, width);
-    out.SetU32(video_format::kOffsetTargetBottom, height);
-    out.SetI64(video_format::kOffsetAvgTimePerFrame, in.I64(video_format::kOffsetAvgTimePerFrame));
-    out.SetU32(video_format::kOffsetBitmapSize, kBitmapHeaderSize);
-    out.SetU32(video_format::kOffsetBitmapWidth, width);
-    out.SetU32(video_format::kOffsetBitmapHeight, height);
-    out.SetU16(video_format::kOffsetBitmapPlanes, 1);
-    out.SetU16(video_format::kOffsetBitmapBitCount, kOutputBitCount);
-    out.SetU32(video_format::kOffsetBitmapCompression, kPixelFormatBGR4);
+    video_format::WritePicture(out, width, height, in.I64(video_format::kOffsetAvgTimePerFrame),
+                               kOutputBitCount, kPixelFormatBGR4);
     return S_OK;
 }
 

@@ -23,7 +23,6 @@ constexpr uint32_t kHeavyWidth = 2048;
 constexpr uint32_t kHeavyHeight = 1081;
 constexpr uint32_t kHeavyProcessors = 32;
 
-constexpr uint32_t kBitmapHeaderSize = 40;
 
 CUSharedPtr<IMBXMovieDecoder> MakeDecoder(uint32_t codecKind, uint32_t* decoderKind) {
     switch (codecKind) {
@@ -103,18 +102,8 @@ HRESULT CMovieDecodeFilter::GetMediaType(int iPosition, CMediaType* pMediaType) 
     uint8_t* bytes = pMediaType->AllocFormatBuffer(video_format::kFormatBlockSize);
     if (!bytes) return E_OUTOFMEMORY;
     Block out(bytes, video_format::kFormatBlockSize);
-    out.SetU32(video_format::kOffsetSourceRight, width);
-    out.SetU32(video_format::kOffsetSourceBottom, height);
-    out.SetU32(video_format::kOffsetTargetRight, width);
-    out.SetU32(video_format::kOffsetTargetBottom, height);
-    out.SetI64(video_format::kOffsetAvgTimePerFrame, in.I64(video_format::kOffsetAvgTimePerFrame));
-    out.SetU32(video_format::kOffsetBitmapSize, kBitmapHeaderSize);
-    out.SetU32(video_format::kOffsetBitmapWidth, width);
-    out.SetU32(video_format::kOffsetBitmapHeight, height);
-    out.SetU16(video_format::kOffsetBitmapPlanes, 1);
-    out.SetU16(video_format::kOffsetBitmapBitCount,
-               in.U16(video_format::kOffsetBitmapBitCount));
-    out.SetU32(video_format::kOffsetBitmapCompression, compression);
+    video_format::WritePicture(out, width, height, in.I64(video_format::kOffsetAvgTimePerFrame),
+                               in.U16(video_format::kOffsetBitmapBitCount), compression);
     for (const uint32_t offset : {video_format::kOffsetGamma, video_format::kOffsetGamut,
                                   video_format::kOffsetHLGColor, video_format::kOffsetLook})
         out.SetU32(offset, in.U32(offset));

@@ -40,7 +40,7 @@ CUnknown* CreateSoundMixerFilter(IUnknown* outer, HRESULT* phr) {
 }
 
 CSoundMixerFilter::CSoundMixerFilter(IUnknown* outer, HRESULT*, REFCLSID clsid)
-    : CTransformFilter("CSoundMixerFilter", outer, clsid) {}
+    : CTransformFilter("CSoundMixerFilter", outer, clsid, L"Audio In", L"Audio Out") {}
 
 HRESULT CSoundMixerFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
     if (riid == IID_IMSFSoundMixerFilter)
@@ -61,26 +61,6 @@ HRESULT CSoundMixerFilter::GetChannelEnable(uint32_t index, uint32_t* value) {
     if (index >= kChannels) return E_INVALIDARG;
     *value = m_bChannelEnable[index];
     return S_OK;
-}
-
-CBasePin* CSoundMixerFilter::GetPin(int n) {
-    CUAutoLock lock(&m_csFilter);
-    if (!m_pInput) {
-        HRESULT hr = S_OK;
-        auto* input = new (std::nothrow) CTransformInputPin("mixer input", this, &hr, L"Audio In");
-        auto* output =
-            new (std::nothrow) CTransformOutputPin("mixer output", this, &hr, L"Audio Out");
-        if (!input || !output || FAILED(hr)) {
-            delete input;
-            delete output;
-            return nullptr;
-        }
-        m_pInput = input;
-        m_pOutput = output;
-    }
-    if (n == 0) return m_pInput;
-    if (n == 1) return m_pOutput;
-    return nullptr;
 }
 
 HRESULT CSoundMixerFilter::Transform(IMediaSample* pIn, IMediaSample* pOut) {

@@ -45,7 +45,6 @@ public:
     HRESULT GetChannelEnable(uint32_t index, uint32_t* value) override;
 
     // The pins carry this filter's names.
-    CBasePin* GetPin(int n) override;
 
     HRESULT Transform(IMediaSample* pIn, IMediaSample* pOut) override;
     HRESULT CheckInputType(const CMediaType* mtIn) override;

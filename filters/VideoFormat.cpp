@@ -99,4 +99,19 @@ void ReadTail(const CMediaType& type, DecoderConfig* config) {
     config->fullHeight = in.U32(kOffsetFullHeight);
 }
 
+void WritePicture(Block& out, uint32_t width, uint32_t height, int64_t frameTime, uint16_t bitCount,
+                  uint32_t compression) {
+    out.SetU32(kOffsetSourceRight, width);
+    out.SetU32(kOffsetSourceBottom, height);
+    out.SetU32(kOffsetTargetRight, width);
+    out.SetU32(kOffsetTargetBottom, height);
+    out.SetI64(kOffsetAvgTimePerFrame, frameTime);
+    out.SetU32(kOffsetBitmapSize, kBitmapHeaderSize);
+    out.SetU32(kOffsetBitmapWidth, width);
+    out.SetU32(kOffsetBitmapHeight, height);
+    out.SetU16(kOffsetBitmapPlanes, 1);
+    out.SetU16(kOffsetBitmapBitCount, bitCount);
+    out.SetU32(kOffsetBitmapCompression, compression);
+}
+
 }  // namespace video_format

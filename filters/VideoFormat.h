@@ -29,6 +29,7 @@ inline constexpr uint32_t kOffsetTargetRight = 24;
 inline constexpr uint32_t kOffsetTargetBottom = 28;
 inline constexpr uint32_t kOffsetAvgTimePerFrame = 40;
 inline constexpr uint32_t kOffsetBitmapSize = 72;
+inline constexpr uint32_t kBitmapHeaderSize = 40;  // what kOffsetBitmapSize holds
 inline constexpr uint32_t kOffsetBitmapWidth = 76;
 inline constexpr uint32_t kOffsetBitmapHeight = 80;
 inline constexpr uint32_t kOffsetBitmapPlanes = 84;
@@ -73,6 +74,12 @@ HRESULT Build(StreamManager& clip, const Request& request, CMediaType* type);
 // height (ReadTail). A type without a format block changes nothing.
 void ReadPicture(const CMediaType& type, DecoderConfig* config);
 void ReadTail(const CMediaType& type, DecoderConfig* config);
+
+class Block;
+// The picture part of an offered block: source and target rectangles of `width` x `height`, the
+// frame time, and the 40-byte bitmap header with one plane, `bitCount` and `compression`.
+void WritePicture(Block& out, uint32_t width, uint32_t height, int64_t frameTime, uint16_t bitCount,
+                  uint32_t compression);
 
 // Little-endian fields of a format block, inside its bounds: a read past the end gives 0, a
 // write past the end does nothing.

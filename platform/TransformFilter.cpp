@@ -8,8 +8,11 @@
 #include "platform/TransformInputPin.h"
 #include "platform/TransformOutputPin.h"
 
-CTransformFilter::CTransformFilter(const char* name, IUnknown* outer, REFCLSID clsid)
-    : CBaseFilter(name, outer, &m_csFilter, clsid) {}
+CTransformFilter::CTransformFilter(const char* name, IUnknown* outer, REFCLSID clsid,
+                                   const wchar_t* inputPinName, const wchar_t* outputPinName)
+    : CBaseFilter(name, outer, &m_csFilter, clsid),
+      m_inputPinName(inputPinName),
+      m_outputPinName(outputPinName) {}
 
 CTransformFilter::~CTransformFilter() {
     delete m_pInput;
@@ -21,9 +24,9 @@ CBasePin* CTransformFilter::GetPin(int n) {
     if (!m_pInput) {
         HRESULT hr = S_OK;
         auto* input =
-            new (std::nothrow) CTransformInputPin("transform input", this, &hr, L"XForm In");
+            new (std::nothrow) CTransformInputPin("transform input", this, &hr, m_inputPinName);
         auto* output =
-            new (std::nothrow) CTransformOutputPin("transform output", this, &hr, L"XForm Out");
+            new (std::nothrow) CTransformOutputPin("transform output", this, &hr, m_outputPinName);
         if (!input || !output || FAILED(hr)) {
             delete input;
             delete output;

@@ -1,7 +1,8 @@
 // CTransformFilter: a filter with one input and one output pin that turns each input sample into
 // one output sample (a decoder, a colour converter, a resizer).
 //
-// The pins, "XForm In" (pin 0) and "XForm Out" (pin 1), are made together by the first GetPin.
+// The pins, "XForm In" (pin 0) and "XForm Out" (pin 1) unless the subclass names them, are made
+// together by the first GetPin.
 // The output connects only once the input is connected, and its types are those of
 // GetMediaType, each checked with CheckTransform(input type, proposed type).
 // Receive drops preroll samples; for any other it takes a buffer from the output's allocator,
@@ -44,7 +45,9 @@ class CTransformOutputPin;
 
 class CTransformFilter : public CBaseFilter {
 public:
-    CTransformFilter(const char* name, IUnknown* outer, REFCLSID clsid);
+    CTransformFilter(const char* name, IUnknown* outer, REFCLSID clsid,
+                     const wchar_t* inputPinName = L"XForm In",
+                     const wchar_t* outputPinName = L"XForm Out");
     ~CTransformFilter() override;
 
     int GetPinCount() override { return 2; }
@@ -98,6 +101,8 @@ protected:
     CURecursiveLock m_csFilter;   // the filter lock, shared with the pins
     CURecursiveLock m_csReceive;  // serialises Receive with Stop and EndFlush
 
+    const wchar_t* const m_inputPinName;   // static text
+    const wchar_t* const m_outputPinName;  // static text
     CTransformInputPin* m_pInput = nullptr;    // owned; set once under m_csFilter
     CTransformOutputPin* m_pOutput = nullptr;  // owned; set once under m_csFilter
 
