@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Frames per second of decoding through the graph (qvclip play: parser -> movie decode filter ->
-# picture sink with no clock) beside `ffmpeg -threads 0 -i F -f null -` decoding the same file,
+# Frames per second of decoding through the graph (qvclip play --decode-only: parser -> movie
+# decode filter -> picture sink with no clock) beside `ffmpeg -threads 0 -i F -f null -` decoding the same file,
 # on 1080p and 2160p long-GOP H.264 and HEVC clips. Prints medians and our/peer ratios; the goal
 # is a ratio of at least 0.95 on every clip. Our pictures leave the decoder as 4:2:2 "YUY2", a
 # conversion that ffmpeg's null output does not make; the second peer column makes ffmpeg convert
@@ -34,10 +34,10 @@ for clip in "${list[@]}"; do
   case "$clip" in *AVC.MXF) given=(--members "$clip") ;; *) given=("$clip") ;; esac
   frames=$("$qvclip" info --json "$clip" | sed -n 's/.*"frameCount":\([0-9]*\).*/\1/p')
   ours=$(for _ in $(seq "$runs"); do
-           "$qvclip" play --json "${given[@]}" | sed -n 's/.*"fps":\([0-9.e+]*\).*/\1/p'
+           "$qvclip" play --decode-only --json "${given[@]}" | sed -n 's/.*"fps":\([0-9.e+]*\).*/\1/p'
          done | median_of_lines)
   whole=$(for _ in $(seq "$runs"); do
-            t0=$(date +%s%N); "$qvclip" play "${given[@]}" >/dev/null; t1=$(date +%s%N)
+            t0=$(date +%s%N); "$qvclip" play --decode-only "${given[@]}" >/dev/null; t1=$(date +%s%N)
             echo "$frames / (($t1 - $t0) / 1000000000)" | bc -l
           done | median_of_lines)
   peer=$(for _ in $(seq "$runs"); do

@@ -70,8 +70,13 @@ void PlayCommand::Register(CLI::App& parent) {
                     "Write every rendered frame, quality message, frame jump, timecode, metadata "
                     "and level message as JSON lines");
     app->add_flag("--md5", md5, "Add the MD5 of each rendered picture to its frame event");
-    app->add_flag("--compressed", compressed,
-                  "Do not decode: the sink takes the compressed pictures (no sound, no timecode)");
+    CLI::Option* undecoded = app->add_flag(
+        "--compressed", compressed,
+        "Do not decode: the sink takes the compressed pictures (no sound, no timecode)");
+    app->add_flag("--decode-only", decodeOnly,
+                  "Only the pictures as the decoder gives them (\"YUY2\"): no conversion, sound or "
+                  "timecode; what decoding alone costs")
+        ->excludes(undecoded);
     app->add_option("--scale", scale, "Reduce the pictures: 0 full size, 1 half, 2 quarter")
         ->check(CLI::Range(0, 2));
     app->add_flag("--convert", convert,
@@ -113,6 +118,7 @@ int PlayCommand::Run() {
     setup.firstFrame = static_cast<int64_t>(span.first);
     setup.endFrame = static_cast<int64_t>(span.end);
     setup.decode = !compressed;
+    setup.decodeOnly = decodeOnly;
     setup.md5 = md5;
     setup.scale = scale;
     setup.convert = convert;
@@ -121,9 +127,9 @@ int PlayCommand::Run() {
     setup.roles = ParseRoles(roles, setup.channels, session.Name());
     setup.mute = ParseMute(mute);
     setup.wavPath = wavPath;
-    if (!wavPath.empty() && (compressed || setup.channels == 0))
+    if (!wavPath.empty() && (compressed || decodeOnly || setup.channels == 0))
         throw ClipError(session.Name() + ": --wav needs sound, and the clip " +
-                        (compressed ? "is played compressed" : "has none"));
+                        (setup.channels == 0 ? "has none" : "is played without it"));
     if (!framesOut.empty()) {
         std::error_code error;
         std::filesystem::create_directories(framesOut, error);

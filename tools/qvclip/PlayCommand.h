@@ -25,6 +25,7 @@ private:
     FrameRange range;
     bool realtime = false;
     bool compressed = false;
+    bool decodeOnly = false;
     bool md5 = false;
     std::string eventsPath;
     uint32_t scale = 0;

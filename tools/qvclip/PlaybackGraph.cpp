@@ -96,7 +96,7 @@ PlaybackGraph::PlaybackGraph(const PlaybackSetup& setup, EventLog& log)
         throw ClipError(setup.path + ": the parser filter did not load the clip");
 
     BuildPictures(setup);
-    if (setup.decode) {
+    if (setup.decode && !setup.decodeOnly) {
         BuildTimecode(setup);
         if (setup.channels > 0) BuildSound(setup);
     }
@@ -128,12 +128,14 @@ void PlaybackGraph::BuildPictures(const PlaybackSetup& setup) {
             Connect(pictures, resize->GetPin(0), "the decoder and the resize filter");
             pictures = resize->GetPin(1);
         }
-        CBaseFilter* convert = MakeFilter(CLSID_ConvertFilter, "convert filter");
-        Connect(pictures, convert->GetPin(0), "the pictures and the convert filter");
-        if (setup.convert)
-            Query<IConvertFilter>(convert, IID_IConvertFilter, "convert filter")
-                ->SetTargetConversion(1, 0);
-        pictures = convert->GetPin(1);
+        if (!setup.decodeOnly) {
+            CBaseFilter* convert = MakeFilter(CLSID_ConvertFilter, "convert filter");
+            Connect(pictures, convert->GetPin(0), "the pictures and the convert filter");
+            if (setup.convert)
+                Query<IConvertFilter>(convert, IID_IConvertFilter, "convert filter")
+                    ->SetTargetConversion(1, 0);
+            pictures = convert->GetPin(1);
+        }
     }
     Connect(pictures, pictureSink->InputPin(), "the pictures and the sink");
 }

@@ -7,7 +7,8 @@
 // The renderers post their timecode, metadata and level messages to the host's queue
 // (HostMessages). 24-bit sound does not pass the mixer, whose output is 16-bit stereo whatever it
 // takes: the sound sink then silences a muted side itself, so no bit is lost.
-// With `decode` off the compressed pictures go straight to the sink and the other paths stay out.
+// With `decode` off the compressed pictures go straight to the sink, with `decodeOnly` the
+// decoded ones (resized when asked); the other paths stay out then.
 // The graph owns the filters; the host drives it through Seek, Play and Stop.
 // Threads: the host's thread only; the sinks, the gates and the message queue take what comes
 // from the streaming threads. Failures: the constructor throws ClipError naming what failed (a
@@ -38,6 +39,7 @@ struct PlaybackSetup {
     int64_t firstFrame = 0;
     int64_t endFrame = 0;  // frames from here on are not played
     bool decode = true;    // false: the sink takes the compressed pictures
+    bool decodeOnly = false;  // the decoder's pictures straight into the sink, nothing else
     bool md5 = false;      // each frame event carries the MD5 of the picture's bytes
     uint32_t scale = 0;    // 0 full size, 1 half, 2 quarter
     bool convert = false;  // the convert filter's target conversion
