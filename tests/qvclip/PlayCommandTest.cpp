@@ -47,16 +47,21 @@ TEST(PlayCommand, RendersEveryFrameInOrderAndSumsUp) {
     }
 }
 
+// The range from a seek, through the whole graph and through the decoder alone (no sound, no
+// timecode then).
 TEST(PlayCommand, PlaysTheRangeFromASeek) {
     qvtest::TempDirectory dir;
     const synth::SynthResult clip = qvtest::SmallClip(dir, "PLAY0002", 20);
-    const qvtest::QvclipResult run =
-        qvtest::RunQvclip(dir, "play --json --from 9 --count 5 --members " + clip.paths[0]);
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    const nlohmann::json summary = run.JsonLines().at(0);
-    EXPECT_EQ(summary["rendered"], 5);
-    EXPECT_EQ(summary["first"], 9);
-    EXPECT_EQ(summary["last"], 13);
+    for (const std::string paths : {"", "--decode-only "}) {
+        const qvtest::QvclipResult run = qvtest::RunQvclip(
+            dir, "play --json " + paths + "--from 9 --count 5 --members " + clip.paths[0]);
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        const nlohmann::json summary = run.JsonLines().at(0);
+        EXPECT_EQ(summary["rendered"], 5);
+        EXPECT_EQ(summary["first"], 9);
+        EXPECT_EQ(summary["last"], 13);
+        EXPECT_EQ(summary["messages"]["timecode"], paths.empty() ? 5 : 0);
+    }
 }
 
 TEST(PlayCommand, FailuresNameTheFileAndTheReason) {
