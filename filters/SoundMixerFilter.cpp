@@ -125,19 +125,13 @@ HRESULT CSoundMixerFilter::GetMediaType(int iPosition, CMediaType* pMediaType) {
     if (iPosition < 0) return E_INVALIDARG;
     if (iPosition > 0) return VFW_S_NO_MORE_ITEMS;
     if (!pMediaType) return E_UNEXPECTED;
-    pMediaType->InitMediaType();
-    pMediaType->SetType(&MEDIATYPE_Audio);
-    pMediaType->SetSubtype(&MEDIASUBTYPE_PCM);
-    pMediaType->SetFormatType(&FORMAT_WaveFormatEx);
-    pMediaType->SetSampleSize(1);
-    pMediaType->SetTemporalCompression(false);
     wave_format::WaveFormat format;
     format.channels = kChannels;
     format.samplesPerSec = kOutputRate;
     format.blockAlign = kChannels * kOutputBits / 8;
     format.avgBytesPerSec = kOutputRate * format.blockAlign;
     format.bitsPerSample = kOutputBits;
-    return wave_format::Write(pMediaType, format) ? S_OK : E_INVALIDARG;
+    return wave_format::MakePCMType(pMediaType, format) ? S_OK : E_INVALIDARG;
 }
 
 HRESULT CSoundMixerFilter::Receive(IMediaSample* pSample) {

@@ -36,12 +36,6 @@ HRESULT CSoundSplitterOutputPin::GetMediaType(int iPosition, CMediaType* pMediaT
     wave_format::WaveFormat in;
     if (!input || !input->IsConnected() || !wave_format::Read(input->CurrentMediaType(), &in))
         return E_INVALIDARG;
-    pMediaType->InitMediaType();
-    pMediaType->SetType(&MEDIATYPE_Audio);
-    pMediaType->SetSubtype(&MEDIASUBTYPE_PCM);
-    pMediaType->SetFormatType(&FORMAT_WaveFormatEx);
-    pMediaType->SetSampleSize(1);
-    pMediaType->SetTemporalCompression(false);
     wave_format::WaveFormat out;
     out.channels = kStereo;
     out.samplesPerSec = in.samplesPerSec;
@@ -49,7 +43,7 @@ HRESULT CSoundSplitterOutputPin::GetMediaType(int iPosition, CMediaType* pMediaT
         static_cast<uint32_t>(uint64_t{in.bitsPerSample} * in.samplesPerSec * kStereo / 8);
     out.blockAlign = static_cast<uint16_t>(in.bitsPerSample * kStereo / 8);
     out.bitsPerSample = in.bitsPerSample;
-    return wave_format::Write(pMediaType, out) ? S_OK : E_INVALIDARG;
+    return wave_format::MakePCMType(pMediaType, out) ? S_OK : E_INVALIDARG;
 }
 
 HRESULT CSoundSplitterOutputPin::DecideBufferSize(IMemAllocator* pAlloc,

@@ -60,4 +60,14 @@ bool Write(CMediaType* type, const WaveFormat& format) {
     return true;
 }
 
+bool MakePCMType(CMediaType* type, const WaveFormat& format) {
+    type->InitMediaType();
+    type->SetType(&MEDIATYPE_Audio);
+    type->SetSubtype(&MEDIASUBTYPE_PCM);
+    type->SetFormatType(&FORMAT_WaveFormatEx);
+    type->SetSampleSize(1);
+    type->SetTemporalCompression(false);
+    return Write(type, format);
+}
+
 }  // namespace wave_format

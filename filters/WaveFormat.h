@@ -31,5 +31,8 @@ bool IsPCMAudio(const CMediaType& type);
 bool Read(const CMediaType& type, WaveFormat* format);
 // Sets the block of `type` (and nothing else of it).
 bool Write(CMediaType* type, const WaveFormat& format);
+// Makes `type` the PCM type the sound filters offer: audio, PCM, fixed-size samples of 1, no
+// temporal compression, FORMAT_WaveFormatEx with `format`. False when the block cannot be had.
+bool MakePCMType(CMediaType* type, const WaveFormat& format);
 
 }  // namespace wave_format
