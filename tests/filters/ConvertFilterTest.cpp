@@ -231,10 +231,10 @@ TEST(ConvertFilterTest, CheckTransformTakesWiderOutputsAndTheOtherRowOrder) {
 // A flush and a stop meet pictures in the queues and in the maker; everything ends, and the
 // worker, which outlives the stop, converts again after the next run.
 TEST(ConvertFilterTest, FlushAndStopWhilePicturesAreInFlight) {
+    CUManualResetEvent some;  // before the graph: its delivery thread may call the gate until then
     ConvertGraph g({.label = "", .width = 16, .height = 8}, 100000);
     ASSERT_TRUE(g.connected);
     g.sink->keepBytes = false;
-    CUManualResetEvent some;
     g.sink->gate = [&](const qvtest::Delivered&) { some.Set(); };
     ASSERT_EQ(g.graph.Run(), S_OK);
     some.Wait();
