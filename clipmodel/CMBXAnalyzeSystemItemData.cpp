@@ -228,7 +228,7 @@ void DecodeStructureEntry(CUMutableDictionary& m, const uint8_t* e) {
             StoreNumber(m, key::VPSOffset, offset);
             StoreNumber(m, key::VPSSize, size);
             break;
-        case pack::StructureTile:
+        case mxf_system_item::StructureTile:
             // Tiles have no key of their own; they are only reported.
             std::printf("Tile pack %d - %d\n", static_cast<int>(offset), static_cast<int>(size));
             break;

@@ -117,8 +117,7 @@ inline constexpr uint8_t FocusModeMarkerFE = 2;
 inline constexpr uint8_t FocusModeMarkerFF = 3;
 
 // A picture structure triplet: display offset, count, then entries of a type, a u32 offset and
-// a u32 size. Types SPS, PPS, slice and VPS are mxf_system_item::Structure*.
+// a u32 size. The types are mxf_system_item::Structure*.
 inline constexpr uint32_t StructureEntrySize = 9;
-inline constexpr uint8_t StructureTile = 6;
 
 }  // namespace system_item_pack

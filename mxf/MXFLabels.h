@@ -219,4 +219,5 @@ inline constexpr uint8_t StructureSPS = 1;
 inline constexpr uint8_t StructurePPS = 2;
 inline constexpr uint8_t StructureSlice = 4;
 inline constexpr uint8_t StructureVPS = 5;
+inline constexpr uint8_t StructureTile = 6;
 }  // namespace mxf_system_item

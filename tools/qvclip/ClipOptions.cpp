@@ -1,4 +1,5 @@
 #include "tools/qvclip/ClipOptions.h"
+#include "tools/qvclip/ClipOutput.h"
 
 #include <CLI/CLI.hpp>
 
@@ -87,8 +88,12 @@ FrameSpan FrameRange::Resolve(ClipSession& session) const {
             CUCreate<CUMemoryStream>(elements.system.data(), elements.system.size());
         CUSharedPtr<CMBXAnalyzeSystemItemData> analyser =
             stream ? CUCreate<CMBXAnalyzeSystemItemData>(stream) : nullptr;
-        if (!analyser || !analyser->Analyze() || !analyser->timecode ||
-            !HasUserStamp(elements.system))
+        bool analysed = false;
+        if (analyser) {
+            ModuleOutputAside aside;
+            analysed = analyser->Analyze();
+        }
+        if (!analysed || !analyser->timecode || !HasUserStamp(elements.system))
             throw ClipError(session.Name() + ": the clip carries no timecode for --from " + from);
         std::pair<uint32_t, uint32_t> rate{0, 0};
         session.Manager().GetFrameRate(rate);

@@ -1,5 +1,6 @@
 #include "tools/qvclip/ClipOutput.h"
 
+#include <unistd.h>
 #include <cstdio>
 
 extern "C" {
@@ -12,6 +13,22 @@ void PrintJsonLine(const Json& value) {
     const std::string line = value.dump(-1, ' ', false, Json::error_handler_t::replace);
     std::fwrite(line.data(), 1, line.size(), stdout);
     std::fputc('\n', stdout);
+}
+
+ModuleOutputAside::ModuleOutputAside() {
+    std::fflush(stdout);
+    m_saved = dup(STDOUT_FILENO);
+    if (m_saved >= 0 && dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
+        close(m_saved);
+        m_saved = -1;
+    }
+}
+
+ModuleOutputAside::~ModuleOutputAside() {
+    if (m_saved < 0) return;
+    std::fflush(stdout);
+    dup2(m_saved, STDOUT_FILENO);
+    close(m_saved);
 }
 
 std::string Md5Hex(std::span<const uint8_t> bytes) {

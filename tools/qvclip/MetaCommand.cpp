@@ -50,8 +50,13 @@ int MetaCommand::Run() {
         Json row = {{"frame", frame}};
         // A frame whose system item says nothing keeps the nulls: the renderer delivers nothing
         // for it either.
-        row.update(AnalysisJson(analyser->Analyze() ? analyser.Get() : nullptr,
-                                HasUserStamp(elements.system)));
+        bool analysed;
+        {
+            ModuleOutputAside aside;
+            analysed = analyser->Analyze();
+        }
+        row.update(
+            AnalysisJson(analysed ? analyser.Get() : nullptr, HasUserStamp(elements.system)));
         if (clip.json) {
             PrintJsonLine(row);
             continue;

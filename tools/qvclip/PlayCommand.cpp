@@ -1,7 +1,7 @@
 #include "tools/qvclip/PlayCommand.h"
 
-#include <CLI/CLI.hpp>
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <chrono>
 #include <cstdio>
@@ -29,7 +29,8 @@ std::vector<uint32_t> ParseRoles(const std::string& text, uint32_t channels,
     std::stringstream list(text);
     for (std::string item; std::getline(list, item, ',');) {
         if (item.size() != 1 || item[0] < '0' || item[0] > char('0' + kMaxRole))
-            throw ClipError("--roles " + text + ": each role is 0 (neither), 1 (left), 2 (right) "
+            throw ClipError("--roles " + text +
+                            ": each role is 0 (neither), 1 (left), 2 (right) "
                             "or 3 (both)");
         roles.push_back(uint32_t(item[0] - '0'));
     }
@@ -164,12 +165,17 @@ int PlayCommand::Run() {
     const bool terminal = !clip.json && isatty(STDERR_FILENO);
     const uint64_t total = span.end - span.first;
     const auto begin = std::chrono::steady_clock::now();
-    const HRESULT hr = graph.Play([&] {
-        if (terminal) ShowProgress(graph.Pictures().Rendered(), total);
-    });
-    const double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    graph.Stop();
+    HRESULT hr;
+    double seconds;
+    {
+        // The timecode renderer analyses system items on the graph's threads.
+        ModuleOutputAside aside;
+        hr = graph.Play([&] {
+            if (terminal) ShowProgress(graph.Pictures().Rendered(), total);
+        });
+        seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+        graph.Stop();
+    }
     if (terminal) std::fprintf(stderr, "\r%60s\r", "");
     if (!log.Close()) throw ClipError(eventsPath + ": the event file could not be written");
     if (FAILED(hr)) {
@@ -208,24 +214,24 @@ int PlayCommand::Run() {
     const uint64_t metadata = messages ? messages->MetaData() : 0;
     const uint64_t levels = messages ? messages->Levels() : 0;
     if (clip.json) {
-        PrintJsonLine({{"rendered", rendered},
-                       {"dropped", dropped},
-                       {"first", rendered ? Json(first) : Json()},
-                       {"last", rendered ? Json(last) : Json()},
-                       {"soundSeconds", soundSeconds},
-                       {"messages", {{"timecode", timecodes}, {"metadata", metadata},
-                                     {"level", levels}}},
-                       {"picturesWritten", pictures.Written()},
-                       {"seconds", seconds},
-                       {"fps", fps}});
+        PrintJsonLine(
+            {{"rendered", rendered},
+             {"dropped", dropped},
+             {"first", rendered ? Json(first) : Json()},
+             {"last", rendered ? Json(last) : Json()},
+             {"soundSeconds", soundSeconds},
+             {"messages", {{"timecode", timecodes}, {"metadata", metadata}, {"level", levels}}},
+             {"picturesWritten", pictures.Written()},
+             {"seconds", seconds},
+             {"fps", fps}});
         return 0;
     }
-    std::printf("%s: %llu frames rendered (%lld to %lld), %llu dropped, %.2f s of sound, "
-                "%llu timecode, %llu metadata and %llu level messages, %.3f s, %.1f frames/s\n",
-                session.Name().c_str(), (unsigned long long)rendered, (long long)first,
-                (long long)last, (unsigned long long)dropped, soundSeconds,
-                (unsigned long long)timecodes, (unsigned long long)metadata,
-                (unsigned long long)levels, seconds, fps);
+    std::printf(
+        "%s: %llu frames rendered (%lld to %lld), %llu dropped, %.2f s of sound, "
+        "%llu timecode, %llu metadata and %llu level messages, %.3f s, %.1f frames/s\n",
+        session.Name().c_str(), (unsigned long long)rendered, (long long)first, (long long)last,
+        (unsigned long long)dropped, soundSeconds, (unsigned long long)timecodes,
+        (unsigned long long)metadata, (unsigned long long)levels, seconds, fps);
     if (!framesOut.empty())
         std::printf("pictures: %llu in %s\n", (unsigned long long)pictures.Written(),
                     framesOut.c_str());

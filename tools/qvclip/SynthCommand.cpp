@@ -61,6 +61,8 @@ void SynthCommand::Register(CLI::App& parent) {
     app->add_flag("--fill", options.fill, "Start every content package on the KAG grid");
     app->add_option("--kag", options.kag, "KLV alignment grid in bytes")->capture_default_str();
     app->add_flag("--rgba", options.rgbaDescriptor, "Describe the picture with an RGBA descriptor");
+    app->add_flag("--tiles", options.tiles,
+                  "List each slice also as a tile in the picture structure of the system item");
     app->add_option("--gamma", options.gammaCode,
                     "Transfer characteristic by gamma code: 0 1 2 3 4 5 9 12 14 15")
         ->capture_default_str();

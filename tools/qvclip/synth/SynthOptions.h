@@ -35,6 +35,7 @@ struct SynthOptions {
     uint32_t segmentFrames = 0;  // frames per segment of a header-held index; 0: one second
     bool fill = false;           // every content package starts on the KAG grid
     uint32_t kag = 512;
+    bool tiles = false;           // each slice also listed as a tile of the picture structure
     bool rgbaDescriptor = false;  // an RGBA picture descriptor instead of a CDCI one
     uint32_t gammaCode = 1;       // the module's gamma code whose label is written
     uint32_t gamutCode = 0;       // the module's gamut code whose label is written

@@ -72,7 +72,15 @@ SystemItem SystemItemWriter::Write(uint64_t frame, std::span<const uint8_t> pict
     Pack(packs, 9, 800);                                 // ISO 800
     ByteBuffer acquisition;
     AppendKLV(acquisition, mxf_label::AcquisitionPackList, packs.Data());
-    const auto ranges = FindPictureStructure(o.codec, picture);
+    auto ranges = FindPictureStructure(o.codec, picture);
+    if (o.tiles) {
+        // A camera coding in tiles lists each tile beside the slices; here a slice is one tile.
+        const size_t listed = ranges.size();
+        for (size_t i = 0; i < listed; ++i)
+            if (ranges[i].type == mxf_system_item::StructureSlice)
+                ranges.push_back(
+                    {mxf_system_item::StructureTile, ranges[i].offset, ranges[i].size});
+    }
     if (!ranges.empty()) {
         ByteBuffer structure;
         structure.U8(0);  // display offset
