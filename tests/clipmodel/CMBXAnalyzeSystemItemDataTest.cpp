@@ -92,9 +92,6 @@ struct PackCase {
     uint32_t data;
     std::vector<Expected> keys;
 };
-void PrintTo(const PackCase& c, std::ostream* os) {
-    *os << "id " << int(c.id) << " data " << std::hex << c.data;
-}
 
 class PackTable : public testing::TestWithParam<PackCase> {};
 TEST_P(PackTable, DecodesEveryKeyAtItsWidth) {
@@ -113,36 +110,28 @@ TEST_P(PackTable, DecodesEveryKeyAtItsWidth) {
 }
 
 namespace k = system_item_key;
+// The focus markers, and the packs whose fields are not whole bytes or mix widths; packs of
+// whole halves or words are read through the same store and are left to the synthesized clip.
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(Packs, PackTable, testing::Values(
     PackCase{0, 0x00000000, {{k::FocusMode, 'b', 0}}},
     PackCase{0, 0xFFFFFFFE, {{k::FocusMode, 'b', 2}}},
     PackCase{0, 0xFFFFFFFF, {{k::FocusMode, 'b', 3}}},
     PackCase{0, 0xFFFFFF00, {{k::FocusMode, 'b', 1}, {k::FocusValue, 'f', 0xFFFFFF00}}},
-    PackCase{0, 0x3FC00000, {{k::FocusMode, 'b', 1}, {k::FocusValue, 'f', 0x3FC00000}}},
-    PackCase{1, 0x00230064, {{k::ZoomFocalLen, 'h', 0x23}, {k::ZoomElectricZoom, 'h', 100}}},
     PackCase{2, 0xE8000000, {{k::LensFocusMode, 'b', 3}, {k::LensImageStabilizer, 'b', 2},
                              {k::LensApertureMode, 'b', 1}}},
-    PackCase{3, 0x00010032, {{k::ShutterSpeed1, 'h', 1}, {k::ShutterSpeed2, 'h', 50}}},
     PackCase{4, 0x80123456, {{k::ShutterValueMode, 'b', 2}, {k::ShutterValue1, 'h', 0x1234},
                              {k::ShutterValue2, 'b', 0x56}}},
-    PackCase{5, 0x001C000A, {{k::FNumber1, 'h', 28}, {k::FNumber2, 'h', 10}}},
     PackCase{6, 0xB395E007, {{k::WBMode, 'b', 5}, {k::WBPreset, 'b', 0x13}, {k::WBAccurate, 'b', 1},
                              {k::WBColorTmp, 'h', 0x15E0}, {k::WBIsotmpLineIndex, 'b', 7}}},
     PackCase{7, 0x8603A5FF, {{k::GainMode, 'b', 1}, {k::GainMasterGain, 'b', 6},
                              {k::GainNDFilter, 'b', 3}, {k::GainMasterGainDelta, 'b', 0xA}}},
     PackCase{8, 0x8BFF0000, {{k::IRStatus, 'b', 2}, {k::StatusPackType, 'b', 0xB},
                              {k::HighSensitivityMode, 'b', 1}}},
-    PackCase{9, 0x80000320, {{k::ISOSpeed, 'w', 0x80000320}}},
-    PackCase{10, 0x00010002, {{k::TNumber1, 'h', 1}, {k::TNumber2, 'h', 2}}},
     PackCase{11, 0xD6789ABC, {{k::Gain2Mode, 'b', 1}, {k::Gain2MasterGainDelta, 'b', 5},
                               {k::Gain2MasterGain, 'h', 0x678}, {k::Gain2NDFilter, 'h', 0x9ABC}}},
-    PackCase{14, 0xFEDC0000, {{k::VFXTilt, 'h', 0xFEDC}}},
-    PackCase{15, 0x0102FFFF, {{k::VFXRoll, 'h', 0x0102}}},
     PackCase{16, 0x89ABCDEF, {{k::Zoom2FocalLenNo35Cnv, 'w', 0x89ABCDEF}}},
-    PackCase{17, 0x00000018, {{k::Zoom3FocalLen, 'w', 24}}},
-    PackCase{12, 0x12345678, {}}, PackCase{13, 0x12345678, {}},
-    PackCase{18, 0xFFFFFFFF, {}}, PackCase{255, 0x01020304, {}}));
+    PackCase{12, 0x12345678, {}}, PackCase{18, 0xFFFFFFFF, {}}));
 // clang-format on
 
 TEST(SystemItemStamps, DecodeFlagsDigitsAndDate) {
@@ -283,6 +272,9 @@ TEST(SystemItemSynthesized, EveryFrameGivesWhatTheWriterPutIn) {
         EXPECT_TRUE(r.Get(k::RecDateTime));
         EXPECT_FLOAT_EQ(r.Number(k::FocusValue)->FloatValue(), 1.5f + 0.01f * float(s));
         EXPECT_EQ(r.Number(k::ISOSpeed)->UInt32Value(), 800u);
+        EXPECT_EQ(r.Number(k::ZoomFocalLen)->UInt32Value(), 35u);
+        EXPECT_EQ(r.Number(k::ShutterSpeed2)->UInt32Value(), 50u);  // 1/(2 x 25)
+        EXPECT_EQ(r.Number(k::FNumber1)->UInt32Value(), 28u);
         const auto slices = CUSharedPtr<Vector>(r.Get(k::SliceOffset));
         const auto sizes = CUSharedPtr<Vector>(r.Get(k::SliceSize));
         ASSERT_TRUE(slices && sizes && !slices->empty());
