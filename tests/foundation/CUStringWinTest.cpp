@@ -74,30 +74,19 @@ INSTANTIATE_TEST_SUITE_P(
         DecodeCase{"UnknownEncodingIsUtf8", {0xC3, 0xA9}, 7, u"\x00E9"}),
     [](const testing::TestParamInfo<DecodeCase>& info) { return info.param.name; });
 
-TEST(CUStringWinFromBytes, NullBytesGiveNoText) {
+TEST(CUStringWinConstruction, NullInputsAndWideTextWithPairsAndReplacements) {
     for (const uint32_t encoding : {0u, 1u, 2u}) {
-        const CUStringWin string(nullptr, 4, encoding);
-        EXPECT_FALSE(string.HasText());
-        EXPECT_EQ(string.WideChars(), nullptr);
+        EXPECT_EQ(CUStringWin(nullptr, 4, encoding).WideChars(), nullptr);
     }
-}
-
-TEST(CUStringWinConstruction, WideTextBecomesUtf16WithPairsAndReplacements) {
+    EXPECT_EQ(TextOf(CUStringWin(static_cast<const char16_t*>(nullptr))), u"");
+    EXPECT_EQ(CUStringWin(static_cast<const wchar_t*>(nullptr)).Length(), 0u);
     const wchar_t wide[] = {L'a', 0x1F3A5, 0xD800, 0x110000, 0};
     EXPECT_EQ(std::u16string(CUStringWin(wide).WideChars()), u"a\U0001F3A5\uFFFD\uFFFD");
-    EXPECT_EQ(CUStringWin(static_cast<const wchar_t*>(nullptr)).Length(), 0u);
     EXPECT_EQ(cu_text::EncodeWide(u"a\U0001F3A5\xD800"), std::wstring(L"a\U0001F3A5\uFFFD"));
-}
-
-TEST(CUStringWinConstruction, CopiesKeepTheState) {
-    const CUStringWin none = CUStringWin::NoText();
-    EXPECT_FALSE(CUStringWin(none).HasText());
-    EXPECT_EQ(TextOf(CUStringWin(static_cast<const char16_t*>(nullptr))), u"");
-    EXPECT_EQ(TextOf(CUStringWin("\xC3\xA9t\xC3\xA9")), u"\x00E9t\x00E9");
+    // Copies keep the no-text state.
     CUStringWin target("x");
-    target.Assign(none);
+    target.Assign(CUStringWin(CUStringWin::NoText()));
     EXPECT_FALSE(target.HasText());
-    EXPECT_EQ(TextOf(CUStringWin(u"abc").Description()), u"abc");
 }
 
 TEST(CUStringWinGetMultiByteString, Utf16IsBigEndianAndKeepsATerminator) {
@@ -141,6 +130,13 @@ TEST(CUStringWinGetMultiByteString, NarrowEncodingsNeedRoomForTheTerminator) {
     buffer.assign(5, 0xEE);
     size = 4;
     EXPECT_EQ(string.GetMultiByteString(buffer.data(), 2, &size), CUStatusFailed);
+
+    // Narrow text ends at a zero unit; UTF-16 keeps every unit.
+    const CUStringWin withZero(std::u16string_view(u"A\0B", 3));
+    ASSERT_EQ(withZero.GetMultiByteString(nullptr, 0, &size), CUStatusOK);
+    EXPECT_EQ(size, 2u);
+    ASSERT_EQ(withZero.GetMultiByteString(nullptr, 1, &size), CUStatusOK);
+    EXPECT_EQ(size, 8u);
 }
 
 TEST(CUStringWinGetMultiByteString, RefusesNoTextAndEmptyBuffers) {
@@ -152,15 +148,6 @@ TEST(CUStringWinGetMultiByteString, RefusesNoTextAndEmptyBuffers) {
     EXPECT_EQ(CUStringWin(u"a").GetMultiByteString(buffer, 0, &size), CUStatusFailed);
     EXPECT_EQ(CUStringWin(u"a").GetMultiByteString(buffer, 1, &size), CUStatusFailed);
     EXPECT_EQ(CUStringWin(u"a").GetMultiByteString(buffer, 0, nullptr), CUStatusFailed);
-}
-
-TEST(CUStringWinGetMultiByteString, NarrowTextEndsAtAZeroUnit) {
-    const CUStringWin string(std::u16string_view(u"A\0B", 3));
-    uint32_t size = 0;
-    ASSERT_EQ(string.GetMultiByteString(nullptr, 0, &size), CUStatusOK);
-    EXPECT_EQ(size, 2u);
-    ASSERT_EQ(string.GetMultiByteString(nullptr, 1, &size), CUStatusOK);
-    EXPECT_EQ(size, 8u);  // UTF-16 keeps every unit
 }
 
 TEST(CUStringWinGetWideString, CopiesWhenTheNeedFits) {
@@ -182,26 +169,23 @@ TEST(CUStringWinGetWideString, CopiesWhenTheNeedFits) {
     EXPECT_EQ(CUStringWin::NoText().GetWideString(nullptr, &size), CUStatusFailed);
 }
 
-struct EqualCase {
-    std::u16string a, b;
-    uint32_t mode;
-    bool equal;
-};
-class CUStringWinIsEqualWithMode : public testing::TestWithParam<EqualCase> {};
-TEST_P(CUStringWinIsEqualWithMode, Compares) {
-    const EqualCase& c = GetParam();
-    EXPECT_EQ(CUStringWin(c.a).IsEqualWithMode(CUStringWin(c.b), c.mode), c.equal);
-}
-INSTANTIATE_TEST_SUITE_P(
-    Modes, CUStringWinIsEqualWithMode,
-    testing::Values(EqualCase{u"abc", u"abc", 0, true}, EqualCase{u"abc", u"ABC", 0, false},
-                    EqualCase{u"abc", u"ABC", 1, true}, EqualCase{u"abc", u"ABCD", 1, false},
-                    EqualCase{u"\x00E9\x00C0", u"\x00C9\x00E0", 1, true},  // Latin-1 letters
-                    EqualCase{u"\x00D7", u"\x00F7", 1, false},  // the signs are not a pair
-                    EqualCase{u"[", u"{", 1, false}, EqualCase{u"abc", u"abc", 2, false},
-                    EqualCase{u"", u"", 0, true}));
-
-TEST(CUStringWinIsEqualWithMode, NoTextIsNeverEqual) {
+TEST(CUStringWinIsEqualWithMode, ExactOrFoldingLatin1AndNoTextIsNeverEqual) {
+    const struct {
+        std::u16string a, b;
+        uint32_t mode;
+        bool equal;
+    } cases[] = {{u"abc", u"ABC", 0, false},
+                 {u"abc", u"ABC", 1, true},
+                 {u"abc", u"ABCD", 1, false},
+                 {u"\x00E9\x00C0", u"\x00C9\x00E0", 1, true},
+                 {u"\x00D7", u"\x00F7", 1, false},  // the signs are not a pair
+                 {u"[", u"{", 1, false},
+                 {u"abc", u"abc", 2, false},
+                 {u"", u"", 0, true}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(CUStringWin(c.a).IsEqualWithMode(CUStringWin(c.b), c.mode), c.equal)
+            << cu_text::EncodeUTF8(c.a) << " mode " << c.mode;
+    }
     const CUStringWin none = CUStringWin::NoText();
     EXPECT_FALSE(none.IsEqualToString(none));
     EXPECT_FALSE(CUStringWin(u"").IsEqualWithMode(none, 1));
@@ -323,22 +307,18 @@ TEST(CUStringWinPathOperations, FailWithoutTouchingOut) {
     EXPECT_EQ(TextOf(out), u"untouched");
 }
 
-TEST(CUStringWinComponents, SplitIntoAnArray) {
-    CUSharedPtr<CUArray> array;
-    // Not bound to the path buffer; the rules are covered with the path functions.
-    ASSERT_EQ(CUStringWin(u"/a/" + std::u16string(300, u'x')).PathComponents(&array), CUStatusOK);
-    EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"", u"a", std::u16string(300, u'x')}));
-    ASSERT_EQ(CUStringWin(u"a_b_").ComponentsSeparatedByUnderscore(&array), CUStatusOK);
-    EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"a", u"b", u""}));
-}
-
-TEST(CUStringWinComponents, FailWithoutTouchingOut) {
+TEST(CUStringWinComponents, SplitIntoAnArrayOrFailWithoutTouchingOut) {
     CUSharedPtr<CUArray> array;
     EXPECT_EQ(CUStringWin::NoText().PathComponents(&array), CUStatusFailed);
     EXPECT_EQ(CUStringWin::NoText().ComponentsSeparatedByUnderscore(&array), CUStatusFailed);
     EXPECT_FALSE(array);
     EXPECT_EQ(CUStringWin(u"a").PathComponents(nullptr), CUStatusFailed);
     EXPECT_EQ(CUStringWin(u"a").ComponentsSeparatedByUnderscore(nullptr), CUStatusFailed);
+    // Not bound to the path buffer; the rules are covered with the path functions.
+    ASSERT_EQ(CUStringWin(u"/a/" + std::u16string(300, u'x')).PathComponents(&array), CUStatusOK);
+    EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"", u"a", std::u16string(300, u'x')}));
+    ASSERT_EQ(CUStringWin(u"a_b_").ComponentsSeparatedByUnderscore(&array), CUStatusOK);
+    EXPECT_EQ(Elements(array), (std::vector<std::u16string>{u"a", u"b", u""}));
 }
 
 }  // namespace
