@@ -85,27 +85,6 @@ TEST(CUWaitAny, TimesOutOrRefuses) {
     EXPECT_TRUE(IsSignalled(event));
 }
 
-// The shape of a worker: wait for work or stop, whichever comes first. The generous limit runs
-// the timed path against a Set from another thread.
-TEST(CUWaitAny, WorkerWakesForWorkAndForStop) {
-    CUManualResetEvent stop;
-    CUAutoResetEvent work(false), done(false);
-    int handled = 0;
-    std::thread worker([&] {
-        while (CUWaitAny({&stop, &work}, std::chrono::minutes(1)) == 1) {
-            ++handled;
-            done.Set();
-        }
-    });
-    for (int i = 0; i < 3; ++i) {
-        work.Set();
-        done.Wait();
-    }
-    stop.Set();
-    worker.join();
-    EXPECT_EQ(handled, 3);
-}
-
 // Plain waiters and CUWaitAny callers compete for one automatic event: every Set must release
 // exactly one of them, never none and never two.
 TEST(CUWaitAny, SharesAnAutomaticEventWithPlainWaitersWithoutLosingSignals) {
