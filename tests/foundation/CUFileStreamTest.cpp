@@ -31,53 +31,42 @@ uint32_t OpenCode(const CUSharedPtr<CUStringWin>& path, uint32_t mode, uint32_t 
 
 constexpr uint64_t kOld = 100;  // size of the file that exists before opening
 
-struct OpenCase {
-    uint32_t mode, access;
-    bool exists;
-    uint32_t code;  // 0: opens
-    uint64_t size, position;
-};
-
-void PrintTo(const OpenCase& c, std::ostream* out) {
-    *out << "mode " << c.mode << " access " << c.access << (c.exists ? " existing" : " missing");
-}
-
-class OpenModeTest : public testing::TestWithParam<OpenCase> {};
-
-TEST_P(OpenModeTest, FitsModeAccessAndFileState) {
-    const OpenCase& c = GetParam();
-    TempDirectory dir;
-    if (c.exists) WriteFile(dir.Native("f"), Pattern(kOld));
-    CUSharedPtr<CUFileStream> stream;
-    ASSERT_EQ(OpenCode(dir.Path("f"), c.mode, c.access, &stream), c.code);
-    if (c.code != 0) {
-        // A refused open changes nothing on disk.
-        EXPECT_EQ(std::filesystem::exists(dir.Native("f")), c.exists);
-        if (c.exists) {
-            EXPECT_EQ(ReadFile(dir.Native("f")), Pattern(kOld));
+TEST(CUFileStream, OpenFitsModeAccessAndFileState) {
+    const struct {
+        uint32_t mode, access;
+        bool exists;
+        uint32_t code;  // 0: opens
+        uint64_t size, position;
+    } cases[] = {{0, 0, true, 4, 0, 0},    {0, 0, false, 4, 0, 0},   {0, 1, true, 0, kOld, kOld},
+                 {0, 2, false, 0, 0, 0},   {1, 0, true, 4, 0, 0},    {1, 1, true, 0, 0, 0},
+                 {1, 2, false, 0, 0, 0},   {2, 0, true, 4, 0, 0},    {2, 1, true, 4, 0, 0},
+                 {2, 0, false, 0, 0, 0},   {3, 1, true, 0, kOld, 0}, {3, 0, false, 9, 0, 0},
+                 {4, 0, true, 0, kOld, 0}, {4, 0, false, 0, 0, 0},   {5, 0, true, 4, 0, 0},
+                 {5, 0, false, 4, 0, 0},   {5, 1, false, 9, 0, 0},   {5, 2, true, 0, 0, 0},
+                 {6, 1, true, 4, 0, 0},    {3, 3, true, 4, 0, 0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "mode " << c.mode << " access " << c.access
+                                        << (c.exists ? " existing" : " missing"));
+        TempDirectory dir;
+        if (c.exists) WriteFile(dir.Native("f"), Pattern(kOld));
+        CUSharedPtr<CUFileStream> stream;
+        ASSERT_EQ(OpenCode(dir.Path("f"), c.mode, c.access, &stream), c.code);
+        if (c.code != 0) {
+            // A refused open changes nothing on disk.
+            EXPECT_EQ(std::filesystem::exists(dir.Native("f")), c.exists);
+            if (c.exists) {
+                EXPECT_EQ(ReadFile(dir.Native("f")), Pattern(kOld));
+            }
+            continue;
         }
-        return;
+        EXPECT_EQ(stream->size, c.size);
+        EXPECT_EQ(stream->rangeLength, c.size);
+        EXPECT_EQ(stream->position, c.position);
+        EXPECT_EQ(std::filesystem::file_size(dir.Native("f")), c.size);
+        EXPECT_EQ(stream->IsReadable(), c.access != CUFileAccessWrite);
+        EXPECT_EQ(stream->IsWritable(), c.access != CUFileAccessRead);
     }
-    EXPECT_EQ(stream->size, c.size);
-    EXPECT_EQ(stream->rangeLength, c.size);
-    EXPECT_EQ(stream->position, c.position);
-    EXPECT_EQ(std::filesystem::file_size(dir.Native("f")), c.size);
-    EXPECT_EQ(stream->IsReadable(), c.access != CUFileAccessWrite);
-    EXPECT_EQ(stream->IsWritable(), c.access != CUFileAccessRead);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    CUFileStream, OpenModeTest,
-    testing::Values(OpenCase{0, 0, true, 4, 0, 0}, OpenCase{0, 0, false, 4, 0, 0},
-                    OpenCase{0, 1, true, 0, kOld, kOld}, OpenCase{0, 2, false, 0, 0, 0},
-                    OpenCase{1, 0, true, 4, 0, 0}, OpenCase{1, 1, true, 0, 0, 0},
-                    OpenCase{1, 2, false, 0, 0, 0}, OpenCase{2, 0, true, 4, 0, 0},
-                    OpenCase{2, 1, true, 4, 0, 0}, OpenCase{2, 0, false, 0, 0, 0},
-                    OpenCase{3, 1, true, 0, kOld, 0}, OpenCase{3, 0, false, 9, 0, 0},
-                    OpenCase{4, 0, true, 0, kOld, 0}, OpenCase{4, 0, false, 0, 0, 0},
-                    OpenCase{5, 0, true, 4, 0, 0}, OpenCase{5, 0, false, 4, 0, 0},
-                    OpenCase{5, 1, false, 9, 0, 0}, OpenCase{5, 2, true, 0, 0, 0},
-                    OpenCase{6, 1, true, 4, 0, 0}, OpenCase{3, 3, true, 4, 0, 0}));
 
 TEST(CUFileStream, RefusedPaths) {
     TempDirectory dir;
@@ -97,36 +86,25 @@ TEST(CUFileStream, RefusedPaths) {
     EXPECT_FALSE(CUFileStream(dir.Path("d"), 4, 1, true).IsWritable());
 }
 
-struct ShareCase {
-    uint32_t firstAccess, secondAccess;
-    bool secondOpens;
-};
-
-class ShareRuleTest : public testing::TestWithParam<ShareCase> {};
-
-TEST_P(ShareRuleTest, SharesWithReadersOnly) {
-    const ShareCase& c = GetParam();
-    TempDirectory dir;
-    WriteFile(dir.Native("f"), Pattern(10));
-    CUSharedPtr<CUFileStream> first;
-    ASSERT_EQ(OpenCode(dir.Path("f"), 3, c.firstAccess, &first), 0u);
-    EXPECT_EQ(OpenCode(dir.Path("f"), 3, c.secondAccess), c.secondOpens ? 0u : 4u);
-    first->Close();
-    EXPECT_EQ(OpenCode(dir.Path("f"), 3, c.secondAccess), 0u);
-}
-
-INSTANTIATE_TEST_SUITE_P(CUFileStream, ShareRuleTest,
-                         testing::Values(ShareCase{0, 0, true}, ShareCase{0, 1, false},
-                                         ShareCase{1, 0, false}, ShareCase{1, 1, false},
-                                         ShareCase{2, 2, false}));
-
-TEST(CUFileStream, TruncatingOpenLeavesAHeldFileAlone) {
-    TempDirectory dir;
-    WriteFile(dir.Native("f"), Pattern(50));
-    CUFileStream holder(dir.Path("f"));
-    EXPECT_EQ(OpenCode(dir.Path("f"), CUFileCreateAlways, CUFileAccessWrite), 4u);
-    EXPECT_EQ(OpenCode(dir.Path("f"), CUFileTruncateExisting, CUFileAccessReadWrite), 4u);
-    EXPECT_EQ(ReadFile(dir.Native("f")), Pattern(50));
+// A file is shared with readers only, and a truncating open must not empty a held file.
+TEST(CUFileStream, SharesWithReadersOnly) {
+    const struct {
+        uint32_t firstAccess, secondAccess;
+        bool secondOpens;
+    } cases[] = {{0, 0, true}, {0, 1, false}, {1, 0, false}, {1, 1, false}, {2, 2, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.firstAccess << " then " << c.secondAccess);
+        TempDirectory dir;
+        WriteFile(dir.Native("f"), Pattern(10));
+        CUSharedPtr<CUFileStream> first;
+        ASSERT_EQ(OpenCode(dir.Path("f"), 3, c.firstAccess, &first), 0u);
+        EXPECT_EQ(OpenCode(dir.Path("f"), 3, c.secondAccess), c.secondOpens ? 0u : 4u);
+        EXPECT_EQ(OpenCode(dir.Path("f"), CUFileCreateAlways, CUFileAccessWrite), 4u);
+        EXPECT_EQ(OpenCode(dir.Path("f"), CUFileTruncateExisting, CUFileAccessReadWrite), 4u);
+        EXPECT_EQ(ReadFile(dir.Native("f")), Pattern(10));
+        first->Close();
+        EXPECT_EQ(OpenCode(dir.Path("f"), 3, c.secondAccess), 0u);
+    }
 }
 
 class CUFileStreamOnFile : public testing::Test {
