@@ -124,42 +124,31 @@ TEST(CUFileInfo, CopyReportsEachChunkAndCancelLeavesNoDestination) {
     EXPECT_TRUE(source.Exists());
 }
 
-struct OverwriteCase {
-    bool copy, overwrite;
-    uint32_t thrown;  // 0: the transfer runs and succeeds
-};
-
-class OverwriteTest : public testing::TestWithParam<OverwriteCase> {};
-
-TEST_P(OverwriteTest, ExistingDestinationNeedsOverwrite) {
-    const OverwriteCase& c = GetParam();
-    TempDirectory dir;
-    WriteFile(dir.Native("src"), Pattern(100, 1));
-    WriteFile(dir.Native("dst"), Pattern(50, 2));
-    CUFileInfo source(dir.Path("src"));
-    CUFileProgress progress{nullptr, nullptr, &source};
-    EXPECT_EQ(ThrownCode([&] {
-                  EXPECT_EQ(c.copy ? source.CopyTo(dir.Path("dst"), &progress, c.overwrite)
-                                   : source.MoveTo(dir.Path("dst"), &progress, c.overwrite),
-                            CUStatusOK);
-              }),
-              c.thrown);
-    EXPECT_EQ(ReadFile(dir.Native("dst")), c.thrown ? Pattern(50, 2) : Pattern(100, 1));
-    EXPECT_EQ(source.Exists(), c.copy || c.thrown);
-    // Without the checks, the transfer itself refuses to replace.
-    if (c.thrown) {
-        EXPECT_EQ(source.Transfer(dir.Path("dst"), nullptr, false, c.copy),
-                  c.copy ? CUStatusCopyFailed : CUStatusMoveFailed);
+// An existing destination needs overwrite; without the checks the transfer itself refuses to
+// replace. A source that a stream holds cannot be moved.
+TEST(CUFileInfo, OverwriteAndHeldSources) {
+    for (const bool copy : {true, false}) {
+        for (const bool overwrite : {false, true}) {
+            SCOPED_TRACE(testing::Message() << (copy ? "copy" : "move") << " " << overwrite);
+            TempDirectory dir;
+            WriteFile(dir.Native("src"), Pattern(100, 1));
+            WriteFile(dir.Native("dst"), Pattern(50, 2));
+            CUFileInfo source(dir.Path("src"));
+            CUFileProgress progress{nullptr, nullptr, &source};
+            const uint32_t thrown = ThrownCode([&] {
+                EXPECT_EQ(copy ? source.CopyTo(dir.Path("dst"), &progress, overwrite)
+                               : source.MoveTo(dir.Path("dst"), &progress, overwrite),
+                          CUStatusOK);
+            });
+            EXPECT_EQ(thrown, overwrite ? 0u : 4u);
+            EXPECT_EQ(ReadFile(dir.Native("dst")), overwrite ? Pattern(100, 1) : Pattern(50, 2));
+            EXPECT_EQ(source.Exists(), copy || !overwrite);
+            if (!overwrite) {
+                EXPECT_EQ(source.Transfer(dir.Path("dst"), nullptr, false, copy),
+                          copy ? CUStatusCopyFailed : CUStatusMoveFailed);
+            }
+        }
     }
-}
-
-INSTANTIATE_TEST_SUITE_P(CUFileInfo, OverwriteTest,
-                         testing::Values(OverwriteCase{true, false, 4},
-                                         OverwriteCase{true, true, 0},
-                                         OverwriteCase{false, false, 4},
-                                         OverwriteCase{false, true, 0}));
-
-TEST(CUFileInfo, MoveRefusesASourceThatAStreamHolds) {
     TempDirectory dir;
     WriteFile(dir.Native("src"), Pattern(10));
     CUFileInfo source(dir.Path("src"));
