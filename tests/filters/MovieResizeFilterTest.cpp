@@ -6,9 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <condition_variable>
 #include <cstring>
-#include <mutex>
 #include <vector>
 
 #include "filters/FilterIds.h"
@@ -71,37 +69,9 @@ CMediaType TypeOf(const Picture& picture) {
     return type;
 }
 
-// Also keeps the type-specific flags of what it renders.
-class FlagRenderer : public qvtest::RecordingRenderer {
-public:
-    FlagRenderer() : RecordingRenderer(MEDIATYPE_Video, false) {}
-    HRESULT PrepareReceive(IMediaSample* sample) override {
-        void* object = nullptr;
-        AM_SAMPLE2_PROPERTIES properties;
-        if (SUCCEEDED(sample->QueryInterface(IID_IMediaSample2, &object))) {
-            auto* sample2 = static_cast<IMediaSample2*>(object);
-            sample2->GetProperties(sizeof properties, reinterpret_cast<uint8_t*>(&properties));
-            sample2->Release();
-        }
-        {
-            std::lock_guard<std::mutex> guard(flagLock);
-            flags.push_back(properties.dwTypeSpecificFlags);
-        }
-        return RecordingRenderer::PrepareReceive(sample);
-    }
-    std::vector<uint32_t> Flags() {
-        std::lock_guard<std::mutex> guard(flagLock);
-        return flags;
-    }
-
-private:
-    std::mutex flagLock;
-    std::vector<uint32_t> flags;  // guarded by flagLock
-};
-
 // Full-size pictures into the resize filter; frame `emptyAt` has no bytes, frame `shortAt` 64,
 // and frame n carries the type-specific flags kFlags + n.
-struct ResizeGraph : qvtest::PictureChain<CMovieResizeFilter, FlagRenderer> {
+struct ResizeGraph : qvtest::PictureChain<CMovieResizeFilter> {
     ResizeGraph(Picture picture, int count)
         : PictureChain(
               TypeOf(picture), static_cast<int32_t>(picture.Bytes()), count, kFrame,
@@ -120,8 +90,8 @@ struct ResizeGraph : qvtest::PictureChain<CMovieResizeFilter, FlagRenderer> {
                   sample2->Release();
                   return static_cast<int32_t>(size);
               },
-              new CMovieResizeFilter(nullptr, nullptr, CLSID_MovieResizeFilter), new FlagRenderer) {
-    }
+              new CMovieResizeFilter(nullptr, nullptr, CLSID_MovieResizeFilter),
+              new qvtest::RecordingRenderer(MEDIATYPE_Video, false)) {}
     int emptyAt = -1, shortAt = -1;  // set before the run
 };
 
@@ -176,9 +146,9 @@ TEST_P(MovieResizeFilterTest, ReducesEveryPictureAndCarriesTimesAndFlags) {
 
     const std::vector<qvtest::Delivered> got = g.sink->Samples();
     ASSERT_EQ(got.size(), 2u);  // ... and gives nothing
-    EXPECT_EQ(g.sink->Flags(), (std::vector<uint32_t>{kFlags + 0, kFlags + 2}));
     for (size_t i = 0; i < got.size(); ++i) {
         const int n = static_cast<int>(2 * i);
+        EXPECT_EQ(got[i].typeFlags, kFlags + n);
         EXPECT_EQ(got[i].start, n * kFrame);
         EXPECT_EQ(got[i].stop, n * kFrame + kFrame);
         ASSERT_EQ(got[i].bytes.size(), size_t{c.width} * c.height * c.picture.PixelBytes());
@@ -223,8 +193,8 @@ TEST(MovieResizeFilterTest, AnotherScalePassesTheInputsLengthUnresized) {
     for (size_t i = 0; i < got.size(); ++i) {
         EXPECT_EQ(got[i].start, static_cast<REFERENCE_TIME>(i) * kFrame);
         EXPECT_EQ(got[i].bytes.size(), picture.Bytes());
+        EXPECT_EQ(got[i].typeFlags, kFlags + i);
     }
-    EXPECT_EQ(g.sink->Flags(), (std::vector<uint32_t>{kFlags + 0, kFlags + 1}));
     EXPECT_EQ(g.filter->Config().pictureScale, 3u);
 }
 
@@ -233,22 +203,16 @@ TEST(MovieResizeFilterTest, AnotherScalePassesTheInputsLengthUnresized) {
 TEST(MovieResizeFilterTest, AFlushAndAStopWhileRunningEndCleanly) {
     qv_test::Watchdog watchdog("flush and stop");
     constexpr int kFlushAt = 20, kAfter = 30;
-    bool enough = false;  // before the graph: the renderer's thread uses these until it stops
-    std::mutex lock;
-    std::condition_variable seen;
+    CUManualResetEvent
+        enough;  // before the graph: its delivery thread may call the gate until then
     ResizeGraph g({kPixelFormatYUY2, 64, 32, 1}, 1 << 30);
     ASSERT_TRUE(g.connected);
     g.pin->flushAt = kFlushAt;
     g.sink->gate = [&](const qvtest::Delivered& d) {
-        std::lock_guard<std::mutex> guard(lock);
-        if (d.segment == 1 && d.start >= (kFlushAt + kAfter) * kFrame) enough = true;
-        seen.notify_all();
+        if (d.segment == 1 && d.start >= (kFlushAt + kAfter) * kFrame) enough.Set();
     };
     ASSERT_EQ(g.graph.Run(), S_OK);
-    {
-        std::unique_lock<std::mutex> guard(lock);
-        ASSERT_TRUE(seen.wait_for(guard, qv_test::kPatience, [&] { return enough; }));
-    }
+    enough.Wait();  // the watchdog's limit
     EXPECT_EQ(g.graph.Stop(), S_OK);
 
     REFERENCE_TIME expected = kFlushAt * kFrame, last = -1;

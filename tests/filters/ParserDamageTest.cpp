@@ -13,43 +13,6 @@
 namespace {
 
 using qvtest::RecordingRenderer;
-using qvtest::TestClip;
-
-// A parser on a clip at `path` with a recording renderer on each of its pins.
-class DamagedGraph {
-public:
-    explicit DamagedGraph(const std::string& path) {
-        HRESULT hr = S_OK;
-        filter = new MXFParseFilter(nullptr, &hr);
-        filter->NonDelegatingAddRef();
-        graph.AddFilter(filter, L"parser");
-        const std::wstring wide(path.begin(), path.end());
-        loaded = filter->Load(wide.c_str(), CUCreate<TestClip>(path, true));
-        if (FAILED(loaded)) return;
-        CParserOutputPin* const pins[] = {filter->VideoPin(), filter->AudioPin(),
-                                          filter->TimecodePin()};
-        const GUID* const majors[] = {&MEDIATYPE_Video, &MEDIATYPE_Audio, &MEDIATYPE_MXFTimecode};
-        for (int i = 0; i < 3; ++i) {
-            auto* renderer = new RecordingRenderer(*majors[i], false);
-            renderer->NonDelegatingAddRef();
-            renderers.push_back(renderer);
-            graph.AddFilter(renderer, L"renderer");
-            connected =
-                connected && SUCCEEDED(graph.ConnectDirect(pins[i], renderer->InputPin(), nullptr));
-        }
-    }
-    ~DamagedGraph() {
-        graph.Stop();
-        for (auto* r : renderers) r->NonDelegatingRelease();
-        filter->NonDelegatingRelease();
-    }
-
-    CFilterGraph graph;
-    MXFParseFilter* filter = nullptr;
-    HRESULT loaded = E_FAIL;
-    bool connected = true;
-    std::vector<RecordingRenderer*> renderers;
-};
 
 // 24 frames, two key frames, two sound tracks. The index either follows the essence (a cut
 // loses it) or sits in the header.
@@ -95,9 +58,9 @@ void Apply(std::vector<uint8_t>& bytes, const Damage& d, uint64_t at) {
     }
 }
 
-// Loads the clip at `path` and, when it opens, plays it twice with every pin connected.
-void PlayDamaged(const std::string& path, size_t frames) {
-    DamagedGraph g(path);
+// Loads the clip and, when it opens, plays it twice with every pin connected.
+void PlayDamaged(const synth::SynthResult& damaged, size_t frames) {
+    qvtest::ParserGraph g(damaged, {25, 1}, {true, true, true});  // the rate goes unused
     if (FAILED(g.loaded)) {
         EXPECT_EQ(g.loaded, E_FAIL);
         return;
@@ -111,13 +74,14 @@ void PlayDamaged(const std::string& path, size_t frames) {
     EXPECT_EQ(g.graph.GetState(&state), S_OK);
     EXPECT_EQ(state, State_Stopped);
     if (ended == S_OK) {
-        for (RecordingRenderer* r : g.renderers) {  // never more than the clip holds
+        // Never more than the clip holds.
+        for (RecordingRenderer* r : {g.video, g.audio, g.timecode}) {
             EXPECT_EQ(r->Ends(), 1);
             EXPECT_LE(r->Samples().size(), frames);
         }
     }
     // Stopped, the damaged clip plays again.
-    for (RecordingRenderer* r : g.renderers) r->Clear();
+    for (RecordingRenderer* r : {g.video, g.audio, g.timecode}) r->Clear();
     ASSERT_EQ(g.graph.Run(), S_OK);
     EXPECT_NE(g.graph.WaitForCompletion(60000), E_ABORT);
     EXPECT_EQ(g.graph.Stop(), S_OK);
@@ -134,12 +98,13 @@ TEST_P(ParserDamageTest, LoadRefusesOrTheGraphEndsAndStops) {
     ASSERT_EQ(bytes.size(), written.fileSize);
     Apply(bytes, damage, Locate(written, damage));
     if (HasFatalFailure()) return;
-    const std::string path = dir.Native("DAMAGED.MXF");
-    qvtest::WriteFile(path, bytes);
+    synth::SynthResult damaged = written;
+    damaged.paths.at(0) = dir.Native("DAMAGED.MXF");
+    qvtest::WriteFile(damaged.paths[0], bytes);
 
     // A hang would otherwise last until the test runner's own limit.
     qv_test::Watchdog watchdog("a damaged clip hung the graph", std::chrono::seconds(120));
-    PlayDamaged(path, written.packages.size());
+    PlayDamaged(damaged, written.packages.size());
 }
 
 // Cuts across the whole file, then overwritten lengths, items, metadata and index.

@@ -51,6 +51,7 @@ struct Delivered {
     bool timed = false;
     REFERENCE_TIME start = 0, stop = 0;
     bool preroll = false, sync = false, discontinuity = false;
+    uint32_t typeFlags = 0;  // dwTypeSpecificFlags
     std::string md5;
     std::vector<uint8_t> bytes;  // only from a renderer that keeps them
 };
@@ -88,6 +89,14 @@ public:
         d.preroll = sample->IsPreroll() == S_OK;
         d.sync = sample->IsSyncPoint() == S_OK;
         d.discontinuity = sample->IsDiscontinuity() == S_OK;
+        AM_SAMPLE2_PROPERTIES properties{};
+        void* sample2 = nullptr;
+        if (SUCCEEDED(sample->QueryInterface(IID_IMediaSample2, &sample2))) {
+            static_cast<IMediaSample2*>(sample2)->GetProperties(
+                sizeof properties, reinterpret_cast<uint8_t*>(&properties));
+            static_cast<IMediaSample2*>(sample2)->Release();
+        }
+        d.typeFlags = properties.dwTypeSpecificFlags;
         uint8_t* data = nullptr;
         sample->GetPointer(&data);
         const auto length = static_cast<size_t>(sample->GetActualDataLength());
@@ -184,7 +193,12 @@ class ParserGraph {
 public:
     ParserGraph(const synth::SynthOptions& options, PinChoice pins, bool realtime = false,
                 bool fileList = true)
-        : clip(synth::Synthesize(options)), rate{options.rateNumerator, options.rateDenominator} {
+        : ParserGraph(synth::Synthesize(options), {options.rateNumerator, options.rateDenominator},
+                      pins, realtime, fileList) {}
+    // A clip written before, perhaps changed since (its first path is the file that loads).
+    ParserGraph(synth::SynthResult written, frame_time::Rate rate, PinChoice pins,
+                bool realtime = false, bool fileList = true)
+        : clip(std::move(written)), rate(rate) {
         HRESULT hr = S_OK;
         filter = new MXFParseFilter(nullptr, &hr);
         filter->NonDelegatingAddRef();
