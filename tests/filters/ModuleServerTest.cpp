@@ -22,67 +22,6 @@
 
 namespace {
 
-struct Pin {
-    std::wstring name;
-    bool output, rendered;
-    GUID major, minor;
-};
-struct Row {
-    const char* label;
-    const wchar_t* name;
-    CLSID clsid;
-    uint32_t merit;
-    int pinsMade;  // pins of a new filter; -1: those of the setup data
-    std::vector<Pin> pins;
-    CLSID mapperId = clsid;  // the class id the row's setup data names
-};
-
-std::vector<Pin> ParserPins(const std::wstring& prefix, const GUID& timecode) {
-    return {{prefix + L"Mv", true, false, MEDIATYPE_Video, MEDIASUBTYPE_MPEG2_VIDEO},
-            {prefix + L"Ad", true, false, MEDIATYPE_Audio, MEDIASUBTYPE_PCM},
-            {prefix + L"Tc", true, false, timecode, MEDIASUBTYPE_PrivateStream}};
-}
-std::vector<Pin> Rendered(const GUID& major) {
-    return {{L"Input", false, true, major, MEDIASUBTYPE_PrivateStream}};
-}
-std::vector<Pin> Transform(const GUID& major, const GUID& in, const GUID& out) {
-    return {{L"Input", false, false, major, in}, {L"output", true, false, major, out}};
-}
-
-const std::vector<Row>& Rows() {
-    const auto pcm = Transform(MEDIATYPE_Audio, MEDIASUBTYPE_PCM, MEDIASUBTYPE_PCM);
-    const auto h264 = Transform(MEDIATYPE_Video, MEDIASUBTYPE_H264, MEDIASUBTYPE_YV12);
-    const uint32_t normal = 0x600000, unlikely = 0x400000;
-    static const std::vector<Row> rows = {
-        {"MXFParser", L"Zorel QV Clip Parser 3", CLSID_MXFParseFilter, normal, -1,
-         ParserPins(L"OutMxf", MEDIATYPE_MXFTimecode)},
-        {"TimecodeRenderer", L"Zorel QV Timecode Renderer 3", CLSID_TimecodeRenderer, normal,
-         -1, Rendered(MEDIATYPE_MXFTimecode)},
-        {"SoundMixer", L"Zorel QV Sound Mixer 3", CLSID_SoundMixerFilter, unlikely,
-         -1, pcm},
-        {"SoundSplitter", L"Zorel QV Sound Splitter 3", CLSID_SoundSplitterFilter, unlikely,
-         1, pcm},
-        {"AudioLevelRenderer", L"Zorel QV AudioLevel Renderer 3", CLSID_AudioLevelRenderer, normal,
-         -1, Rendered(MEDIATYPE_MXFAudioLevel)},
-        {"MovieDecoder", L"Zorel QV Movie Decoder 3", CLSID_MovieDecodeFilter, unlikely, -1,
-         h264},
-        {"MovieResize", L"Zorel QV Movie Resize 3", CLSID_MovieResizeFilter, unlikely,
-         -1, h264},
-        {"Convert", L"Zorel QV Convert Filter 3", CLSID_ConvertFilter, unlikely, -1,
-         Transform(MEDIATYPE_Video, MEDIASUBTYPE_YUY2, MEDIASUBTYPE_YUY2)},
-        {"MP4Parser", L"Zorel MP4 Clip Parser 3", CLSID_MP4ParseFilter, normal, -1,
-         ParserPins(L"OutMp4", MEDIATYPE_MP4Timecode)},
-        {"MP4AudioLevelRenderer", L"Zorel QV AudioLevel Renderer 3", CLSID_MP4AudioLevelRenderer,
-         normal, -1, Rendered(MEDIATYPE_MP4AudioLevel)},
-        {"MP4TimecodeRenderer", L"Zorel QV Timecode Renderer 3", CLSID_MP4TimecodeRenderer, normal,
-         -1, Rendered(MEDIATYPE_MP4Timecode)},
-        // The MP4 splitter shares the splitter's setup data, class id included.
-        {"MP4SoundSplitter", L"Zorel QV Sound Splitter 3", CLSID_MP4SoundSplitterFilter, unlikely,
-         1, pcm, CLSID_SoundSplitterFilter},
-    };
-    return rows;
-}
-
 // Sets or clears an environment variable for a scope.
 struct ScopedEnv {
     ScopedEnv(const char* name, const char* value) : name(name) {
@@ -102,11 +41,6 @@ std::string TextOf(const std::string& path) {
     return std::string(bytes.begin(), bytes.end());
 }
 
-// The pin the mapper connects a pin to: parsers feed "Input", transforms "input".
-std::string PeerPin(const Row& row, const Pin& pin) {
-    return !pin.output ? "Output" : row.pins.size() == 3 ? "Input" : "input";
-}
-
 IClassFactory* GetFactory(REFCLSID clsid) {
     void* out = nullptr;
     EXPECT_EQ(DllGetClassObject(clsid, IID_IClassFactory, &out), S_OK);
@@ -119,47 +53,41 @@ protected:
     void TearDown() override { EXPECT_EQ(DllCanUnloadNow(), S_OK); }
 };
 
-class ClassTableRow : public ModuleServerTest, public ::testing::WithParamInterface<int> {};
-
-// The row's place; each row makes a filter of the row's class id, through the factory and by
-// class id alike, and nothing is logged. (Names, merits and pins of the setup data: through the
-// manifest.)
-TEST_P(ClassTableRow, PlaceAndCreation) {
-    const Row& want = Rows()[static_cast<size_t>(GetParam())];
-    ASSERT_EQ(FactoryTemplates().size(), Rows().size());
-    const CFactoryTemplate& row = FactoryTemplates()[static_cast<size_t>(GetParam())];
-    EXPECT_EQ(FindFactoryTemplate(want.clsid), &row);
-    EXPECT_EQ(*row.clsid, want.clsid);
-    EXPECT_EQ(row.loadRoutine, nullptr);
-
+// Every row of the table: the table finds it by its class id, and it makes a filter of that class
+// id through its factory and by class id alike, with nothing logged. The filter has the pins of
+// the row's setup data, but for the splitters, whose outputs come when their input connects.
+TEST_F(ModuleServerTest, EveryRowMakesAFilterOfItsClass) {
     qvtest::TempDirectory logDir;
     CULog::Install(CUCreate<CULog>(CUCreate<CUStringWin>(logDir.root.c_str()),
                                    CUCreate<CUStringWin>("qv"), CULogLevelWarning));
-    IClassFactory* factory = GetFactory(want.clsid);
-    ASSERT_NE(factory, nullptr);
-    void* out = reinterpret_cast<void*>(1);
-    const HRESULT hr = factory->CreateInstance(nullptr, IID_IBaseFilter, &out);
-    factory->Release();
+    std::set<std::string> ids;
+    for (const CFactoryTemplate& row : FactoryTemplates()) {
+        SCOPED_TRACE(Narrow(row.name));
+        EXPECT_TRUE(ids.insert(GuidToString(*row.clsid)).second);
+        EXPECT_EQ(FindFactoryTemplate(*row.clsid), &row);
+        IClassFactory* factory = GetFactory(*row.clsid);
+        ASSERT_NE(factory, nullptr);
+        void* out = nullptr;
+        ASSERT_EQ(factory->CreateInstance(nullptr, IID_IBaseFilter, &out), S_OK);
+        factory->Release();
+        auto* filter = dynamic_cast<CBaseFilter*>(static_cast<IBaseFilter*>(out));
+        ASSERT_NE(filter, nullptr);
+        EXPECT_EQ(filter->ClassId(), *row.clsid);
+        const bool splitter =
+            *row.clsid == CLSID_SoundSplitterFilter || *row.clsid == CLSID_MP4SoundSplitterFilter;
+        ASSERT_NE(row.setup, nullptr);
+        EXPECT_EQ(filter->GetPinCount(), splitter ? 1 : static_cast<int>(row.setup->pins.size()));
+        filter->Release();
+        HRESULT hr = E_FAIL;
+        CUnknown* byId = CreateFilterByClassId(*row.clsid, nullptr, &hr);
+        ASSERT_EQ(hr, S_OK);
+        byId->NonDelegatingAddRef();
+        EXPECT_EQ(dynamic_cast<CBaseFilter*>(byId)->ClassId(), *row.clsid);
+        byId->NonDelegatingRelease();
+    }
     CULog::Install(nullptr);
     EXPECT_EQ(TextOf(logDir.Native("qv0.log")).find("WARNING"), std::string::npos);
-    HRESULT byIdHr = E_FAIL;
-    CUnknown* byId = CreateFilterByClassId(want.clsid, nullptr, &byIdHr);
-    ASSERT_EQ(hr, S_OK);
-    auto* filter = dynamic_cast<CBaseFilter*>(static_cast<IBaseFilter*>(out));
-    ASSERT_NE(filter, nullptr);
-    EXPECT_EQ(filter->ClassId(), want.clsid);
-    EXPECT_EQ(filter->GetPinCount(),
-              want.pinsMade < 0 ? static_cast<int>(want.pins.size()) : want.pinsMade);
-    filter->Release();
-    ASSERT_EQ(byIdHr, S_OK);
-    ASSERT_NE(byId, nullptr);
-    byId->NonDelegatingAddRef();
-    EXPECT_EQ(dynamic_cast<CBaseFilter*>(byId)->ClassId(), want.clsid);
-    byId->NonDelegatingRelease();
 }
-
-INSTANTIATE_TEST_SUITE_P(Rows, ClassTableRow, ::testing::Range(0, 12),
-                         [](const auto& info) { return Rows()[size_t(info.param)].label; });
 
 // Each failure code, and the out pointer cleared; either face of a factory leads to the other.
 TEST_F(ModuleServerTest, DllGetClassObjectAnswers) {
@@ -298,7 +226,9 @@ protected:
     ScopedEnv env{"QVFLTS_REGISTRY", path.c_str()};
 };
 
-TEST_F(RegistrationTest, RegisteringTwiceWritesTwelveClassesAndElevenMapperEntries) {
+// A class entry for every row and a mapper entry for every setup data, as the rows state them;
+// registering again changes nothing.
+TEST_F(RegistrationTest, RegisteringTwiceWritesEveryRowOnce) {
     ASSERT_EQ(DllRegisterServer(), S_OK);
     const std::string first = FileText();
     ASSERT_EQ(DllRegisterServer(), S_OK);
@@ -307,28 +237,32 @@ TEST_F(RegistrationTest, RegisteringTwiceWritesTwelveClassesAndElevenMapperEntri
     ASSERT_EQ(GetModuleFilePath(&module), S_OK);
     EXPECT_FALSE(module.empty());
     const RegistryManifest manifest = Manifest();
-    ASSERT_EQ(manifest.classes.size(), 12u);
-    EXPECT_EQ(manifest.filters.size(), 11u);
-    for (const Row& row : Rows()) {
-        SCOPED_TRACE(row.label);
-        const std::string id = GuidToString(row.clsid);
-        ASSERT_EQ(manifest.classes.count(id), 1u);
-        EXPECT_EQ(manifest.classes.at(id).inprocServer, module);
-        EXPECT_EQ(manifest.classes.at(id).threadingModel, "Both");
-        EXPECT_EQ(manifest.filters.count(id), row.mapperId == row.clsid ? 1u : 0u);
-        EXPECT_EQ(manifest.classes.at(id).name, Narrow(row.name));
-        RegistryFilter expected{Narrow(row.name), row.merit, {}};
-        for (const Pin& pin : row.pins)
-            expected.pins.push_back({Narrow(pin.name),
-                                     pin.output,
-                                     pin.rendered,
-                                     false,
-                                     false,
-                                     GuidToString(GUID_NULL),
-                                     PeerPin(row, pin),
-                                     {{GuidToString(pin.major), GuidToString(pin.minor)}}});
-        EXPECT_EQ(manifest.filters.at(GuidToString(row.mapperId)), expected);
+    std::set<std::string> setups;
+    for (const CFactoryTemplate& row : FactoryTemplates()) {
+        SCOPED_TRACE(Narrow(row.name));
+        const auto entry = manifest.classes.find(GuidToString(*row.clsid));
+        ASSERT_NE(entry, manifest.classes.end());
+        EXPECT_EQ(entry->second, (RegistryClass{Narrow(row.name), module, "Both"}));
+        ASSERT_NE(row.setup, nullptr);
+        const std::string setupId = GuidToString(*row.setup->clsid);
+        setups.insert(setupId);
+        ASSERT_EQ(manifest.filters.count(setupId), 1u);
+        const RegistryFilter& filter = manifest.filters.at(setupId);
+        EXPECT_EQ(filter.name, Narrow(row.setup->name));
+        EXPECT_EQ(filter.merit, row.setup->merit);
+        ASSERT_EQ(filter.pins.size(), row.setup->pins.size());
+        for (size_t i = 0; i < filter.pins.size(); ++i) {
+            const FilterSetupPin& pin = row.setup->pins[i];
+            EXPECT_EQ(filter.pins[i].name, Narrow(pin.name));
+            EXPECT_EQ(filter.pins[i].output, pin.output);
+            std::vector<RegistryMediaType> types;
+            for (const FilterSetupMediaType& t : pin.mediaTypes)
+                types.push_back({GuidToString(*t.majorType), GuidToString(*t.minorType)});
+            EXPECT_EQ(filter.pins[i].mediaTypes, types);
+        }
     }
+    EXPECT_EQ(manifest.classes.size(), FactoryTemplates().size());
+    EXPECT_EQ(manifest.filters.size(), setups.size());
 }
 
 TEST_F(RegistrationTest, UnregisteringRemovesOurEntriesAndKeepsOthers) {
