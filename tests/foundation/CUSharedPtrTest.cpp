@@ -23,10 +23,6 @@ private:
 
 class Other : public CUObject {};
 
-TEST(CUSharedPtr, IsTwoMachineWords) {
-    EXPECT_EQ(sizeof(CUSharedPtr<CUObject>), 2 * sizeof(void*));
-}
-
 TEST(CUSharedPtr, CopyAssignAndMoveKeepTheCountRight) {
     std::atomic<int> deaths{0};
     auto* raw = new Tracked(deaths);
@@ -95,14 +91,6 @@ TEST(CUSharedPtr, ContendedCopiesDestroyExactlyOnce) {
         for (auto& thread : threads) thread.join();
         EXPECT_EQ(deaths.load(), 1);
     }
-}
-
-TEST(CUObject, DescriptionNamesClassAndAddress) {
-    CUSharedPtr<Other> object = CUCreate<Other>();
-    char expected[64];
-    std::snprintf(expected, sizeof expected, "(anonymous namespace)::Other(0x%016llX)",
-                  static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(object.Get())));
-    EXPECT_EQ(object->Description()->UTF8String(), expected);
 }
 
 }  // namespace
