@@ -1,6 +1,7 @@
 // The sound filters on our graph runtime, between a source the test pushes from and sinks that
-// record what arrives: the mixer's gate and types, the splitter's pins, roles, refusals and
-// samples, the level renderer's messages, the device override and the rows' interfaces.
+// record what arrives: the mixer's gate and types, the splitter's roles, refusals, stream events
+// and stop, the level renderer's flavours and its first sample in pause, the device override.
+// (The fold-down, the levels and their messages over a whole clip: qvclip's sound oracle tests.)
 #include <gtest/gtest.h>
 
 #include <condition_variable>
@@ -13,7 +14,6 @@
 #include "filters/AudioLevelOutputPin.h"
 #include "filters/AudioLevelRenderer.h"
 #include "filters/AudioOutputPins.h"
-#include "filters/FilterCreators.h"
 #include "filters/SoundMixerFilter.h"
 #include "filters/SoundSplitterFilter.h"
 #include "filters/WaveFormat.h"
@@ -236,21 +236,41 @@ protected:
     std::vector<CBaseFilter*> filters;
 };
 
-// ---- Sound mixer ----
+// ---- Sound mixer and splitter ----
 
-class MixerTest : public Graph {
+// A source into the mixer or the splitter, whose sound goes to `sound` and (the splitter's, when
+// asked) levels to `levels`.
+class SoundTest : public Graph {
 protected:
-    void Build(const CMediaType& type = PCMType(2, 16)) {
+    void BuildMixer(const CMediaType& type = PCMType(2, 16)) {
         source = Add(new PushSource(type));
         mixer = Add(new CSoundMixerFilter(nullptr, nullptr, CLSID_SoundMixerFilter));
-        sink = Add(new CaptureSink());
+        sound = Add(new CaptureSink());
         ASSERT_EQ(source->pin.Connect(mixer->GetPin(0), nullptr), S_OK);
-        ASSERT_EQ(static_cast<IPin*>(mixer->GetPin(1))->Connect(&sink->pin, nullptr), S_OK);
+        ASSERT_EQ(static_cast<IPin*>(mixer->GetPin(1))->Connect(&sound->pin, nullptr), S_OK);
+        PauseAll();
+    }
+    void BuildSplitter(const CMediaType& type, bool mp4 = false, bool levelSink = true) {
+        source = Add(new PushSource(type));
+        splitter = Add(new CSoundSplitterFilter(
+            nullptr, nullptr, mp4 ? CLSID_MP4SoundSplitterFilter : CLSID_SoundSplitterFilter, mp4));
+        sound = Add(new CaptureSink());
+        ASSERT_EQ(splitter->GetPinCount(), 1);
+        ASSERT_EQ(source->pin.Connect(splitter->GetPin(0), nullptr), S_OK);
+        ASSERT_EQ(splitter->GetPinCount(), 3);
+        ASSERT_EQ(static_cast<IPin*>(splitter->GetPin(1))->Connect(&sound->pin, nullptr), S_OK);
+        if (levelSink) {
+            levels = Add(new CaptureSink());
+            ASSERT_EQ(static_cast<IPin*>(splitter->GetPin(2))->Connect(&levels->pin, nullptr),
+                      S_OK);
+        }
         PauseAll();
     }
     PushSource* source = nullptr;
     CSoundMixerFilter* mixer = nullptr;
-    CaptureSink* sink = nullptr;
+    CSoundSplitterFilter* splitter = nullptr;
+    CaptureSink* sound = nullptr;
+    CaptureSink* levels = nullptr;
 };
 
 struct GateCase {
@@ -259,15 +279,15 @@ struct GateCase {
     Bytes in, out;
 };
 
-class MixerGate : public MixerTest, public testing::WithParamInterface<GateCase> {};
+class MixerGate : public SoundTest, public testing::WithParamInterface<GateCase> {};
 
 TEST_P(MixerGate, PassesOnlyChannelsSetToOne) {
-    Build();
+    BuildMixer();
     const GateCase& c = GetParam();
     ASSERT_EQ(mixer->SetChannelEnable(0, c.left), S_OK);
     ASSERT_EQ(mixer->SetChannelEnable(1, c.right), S_OK);
     ASSERT_EQ(source->Push(c.in), S_OK);
-    const std::vector<Received> got = sink->pin.Samples();
+    const std::vector<Received> got = sound->pin.Samples();
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(got[0].bytes, c.out);
     EXPECT_EQ(got[0].start, 0);
@@ -285,130 +305,47 @@ INSTANTIATE_TEST_SUITE_P(
         GateCase{"TwoBytesGiveTwoZeros", 1, 1, {1, 2}, {0, 0}}),
     [](const testing::TestParamInfo<GateCase>& info) { return std::string(info.param.name); });
 
-// Channels start enabled; a channel past the second or a null out pointer is refused.
-TEST_F(MixerTest, ChannelEnableWords) {
+// A channel past the second or a null out pointer is refused.
+TEST_F(SoundTest, MixerChannelEnableWords) {
     mixer = Add(new CSoundMixerFilter(nullptr, nullptr, CLSID_SoundMixerFilter));
     uint32_t value = 0;
-    EXPECT_EQ(mixer->GetChannelEnable(1, &value), S_OK);
-    EXPECT_EQ(value, 1u);
     EXPECT_EQ(mixer->SetChannelEnable(2, 0), E_INVALIDARG);
     EXPECT_EQ(mixer->GetChannelEnable(2, &value), E_INVALIDARG);
     EXPECT_EQ(mixer->GetChannelEnable(0, nullptr), E_POINTER);
 }
 
-TEST_F(MixerTest, TypesAndPool) {
-    // Whatever the input says, the output is 48 kHz stereo 16-bit, in one buffer of the input's.
-    Build(PCMType(6, 24, 96000));
-    EXPECT_EQ(mixer->GetPin(0)->Name(), L"Audio In");
-    EXPECT_EQ(mixer->GetPin(1)->Name(), L"Audio Out");
-    EXPECT_EQ(Fields(sink->pin.CurrentMediaType()),
+TEST_F(SoundTest, MixerTypes) {
+    // Whatever the input says, the output is 48 kHz stereo 16-bit.
+    BuildMixer(PCMType(6, 24, 96000));
+    EXPECT_EQ(Fields(sound->pin.CurrentMediaType()),
               (std::vector<uint32_t>{2, 48000, 192000, 4, 16}));
-    IMemAllocator* pool = nullptr;
-    ASSERT_EQ(sink->pin.GetAllocator(&pool), S_OK);
-    ALLOCATOR_PROPERTIES props;
-    pool->GetProperties(&props);
-    pool->Release();
-    EXPECT_EQ(props.cBuffers, 1);
-    EXPECT_EQ(props.cbBuffer, PushPin::kBufferSize);
-
-    CMediaType type;
-    EXPECT_EQ(mixer->GetMediaType(-1, &type), E_INVALIDARG);
-    EXPECT_EQ(mixer->GetMediaType(1, &type), VFW_S_NO_MORE_ITEMS);
-    EXPECT_EQ(mixer->GetMediaType(0, nullptr), E_UNEXPECTED);
     CMediaType video = PCMType(2, 16);
     video.SetType(&MEDIATYPE_Video);
     CMediaType other = PCMType(2, 16);
     other.SetFormatType(&FORMAT_None);
     for (const CMediaType* refused : {&video, &other}) {
         EXPECT_EQ(mixer->CheckInputType(refused), VFW_E_TYPE_NOT_ACCEPTED);
-        EXPECT_EQ(mixer->CheckTransform(&sink->pin.CurrentMediaType(), refused),
+        EXPECT_EQ(mixer->CheckTransform(&sound->pin.CurrentMediaType(), refused),
                   VFW_E_TYPE_NOT_ACCEPTED);
     }
 }
 
-TEST_F(MixerTest, NoDeviceDropsEverySampleAndTellsTheGraph) {
-    Build();
-    platform::SetSoundOutputDeviceOverride(false);
-    EXPECT_EQ(source->Push({1, 2, 3, 4}), S_OK);
-    EXPECT_EQ(source->Push({1, 2, 3, 4}), S_OK);
-    EXPECT_TRUE(sink->pin.Samples().empty());
-    const std::vector<LONG_PTR> abort{EC_ERRORABORT, AUDCLNT_E_DEVICE_INVALIDATED, 0};
-    EXPECT_EQ(Events(), (std::vector<std::vector<LONG_PTR>>{abort, abort}));
-    platform::SetSoundOutputDeviceOverride(true);  // a device again: samples flow
-    EXPECT_EQ(source->Push({1, 2, 3, 4}), S_OK);
-    EXPECT_EQ(sink->pin.Samples().size(), 1u);
-}
-
-TEST_F(MixerTest, OtherStreamsPassUntouched) {
-    Build();
+TEST_F(SoundTest, MixerPassesOtherStreamsUntouched) {
+    BuildMixer();
     mixer->SetChannelEnable(0, 0);
     ASSERT_EQ(source->Push({1, 2, 3, 4}, 1), S_OK);
-    ASSERT_EQ(sink->pin.Samples().size(), 1u);
-    EXPECT_EQ(sink->pin.Samples()[0].bytes, (Bytes{1, 2, 3, 4}));
+    ASSERT_EQ(sound->pin.Samples().size(), 1u);
+    EXPECT_EQ(sound->pin.Samples()[0].bytes, (Bytes{1, 2, 3, 4}));
 }
 
-// ---- Sound splitter ----
-
-class SplitterTest : public Graph {
-protected:
-    // Source -> splitter -> sound and (with `levelSink`) levels into two capture sinks.
-    void Build(const CMediaType& type, bool mp4 = false, bool levelSink = true) {
-        source = Add(new PushSource(type));
-        splitter = Add(new CSoundSplitterFilter(
-            nullptr, nullptr, mp4 ? CLSID_MP4SoundSplitterFilter : CLSID_SoundSplitterFilter, mp4));
-        sound = Add(new CaptureSink());
-        levels = Add(new CaptureSink());
-        ASSERT_EQ(splitter->GetPinCount(), 1);
-        ASSERT_EQ(source->pin.Connect(splitter->GetPin(0), nullptr), S_OK);
-        ASSERT_EQ(splitter->GetPinCount(), 3);
-        ASSERT_EQ(Out(1)->Connect(&sound->pin, nullptr), S_OK);
-        if (levelSink) {
-            ASSERT_EQ(Out(2)->Connect(&levels->pin, nullptr), S_OK);
-        }
-        PauseAll();
-    }
-    IPin* Out(int n) { return static_cast<IPin*>(splitter->GetPin(n)); }
-    void Roles(const std::vector<uint32_t>& roles) {
-        for (size_t i = 0; i < roles.size(); ++i)
-            splitter->SetChannelRole(static_cast<int32_t>(i), roles[i]);
-    }
-    PushSource* source = nullptr;
-    CSoundSplitterFilter* splitter = nullptr;
-    CaptureSink* sound = nullptr;
-    CaptureSink* levels = nullptr;
-};
-
-TEST_F(SplitterTest, FoldsAndMeasuresIntoTwoPins) {
-    Build(PCMType(4, 24));
-    EXPECT_EQ(splitter->GetPin(1)->Name(), L"Audio Out 1");
-    EXPECT_EQ(splitter->GetPin(2)->Name(), L"Audio Level Out");
-    EXPECT_EQ(splitter->GetPin(3), nullptr);
-    ASSERT_EQ(splitter->GetChannelCount(), 4u);
-    Roles({1, 2, 0, 0});
-    // One frame: 100, -200, full scale, -full scale.
-    ASSERT_EQ(source->Push({100, 0, 0, 0x38, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0, 0, 0x80}), S_OK);
-    const std::vector<Received> stereo = sound->pin.WaitFor(1);
-    const std::vector<Received> level = levels->pin.WaitFor(1);
-    ASSERT_EQ(stereo.size(), 1u);
-    ASSERT_EQ(level.size(), 1u);
-    EXPECT_EQ(stereo[0].bytes, (Bytes{100, 0, 0, 0x38, 0xFF, 0xFF}));
-    EXPECT_EQ(level[0].bytes, Levels({-6000, -6000, 0, 0}));
-    for (const Received* r : {&stereo[0], &level[0]}) {
-        EXPECT_EQ(r->start, 0);
-        EXPECT_EQ(r->stop, 10);
-    }
-    EXPECT_EQ(Fields(sound->pin.CurrentMediaType()),
-              (std::vector<uint32_t>{2, 48000, 288000, 6, 24}));
-    EXPECT_EQ(*levels->pin.CurrentMediaType().Type(), MEDIATYPE_MXFAudioLevel);
-}
-
-TEST_F(SplitterTest, RolesOutsideTheChannelsAndTypeChecksReset) {
+TEST_F(SoundTest, SplitterRolesOutsideTheChannelsAndTypeChecksReset) {
     // The parsers' default type: the 40-byte extensible format, stereo 16-bit.
     CMediaType parser;
     ASSERT_EQ(audio_format::Build(nullptr, &parser), S_OK);
-    Build(parser, true);
+    BuildSplitter(parser, true);
     EXPECT_EQ(*levels->pin.CurrentMediaType().Type(), MEDIATYPE_MP4AudioLevel);
-    Roles({3, 0});
+    splitter->SetChannelRole(0, 3);
+    splitter->SetChannelRole(1, 0);
     splitter->SetChannelRole(2, 1);   // index == count
     splitter->SetChannelRole(-1, 1);  // negative
     ASSERT_EQ(source->Push({5, 0, 9, 0}), S_OK);
@@ -462,31 +399,40 @@ INSTANTIATE_TEST_SUITE_P(
                     InputType{"AsManyChannelsAsLevels24", 256, 24, -1, S_OK, 256}),
     [](const testing::TestParamInfo<InputType>& info) { return std::string(info.param.name); });
 
-TEST_F(SplitterTest, UnconnectedLevelPinFailsEverySample) {
-    Build(PCMType(2, 16), false, false);
+TEST_F(SoundTest, SplitterWithItsLevelPinUnconnectedFailsEverySample) {
+    BuildSplitter(PCMType(2, 16), false, false);
     EXPECT_EQ(source->Push({1, 0, 2, 0}), E_FAIL);
     EXPECT_EQ(source->Push({1, 0, 2, 0}), E_FAIL);
 }
 
-TEST_F(SplitterTest, NoDeviceDropsEverySampleAndTellsTheGraph) {
-    Build(PCMType(2, 16));
+// Without a sound device each sample is dropped with an abort event; nothing is queued, so when a
+// device comes back the next sample is the first to arrive.
+class NoDevice : public SoundTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(NoDevice, DropsEverySampleAndTellsTheGraph) {
+    GetParam() ? BuildSplitter(PCMType(2, 16)) : BuildMixer();
     platform::SetSoundOutputDeviceOverride(false);
     EXPECT_EQ(source->Push({1, 0, 2, 0}), S_OK);
     EXPECT_EQ(source->Push({1, 0, 2, 0}), S_OK);
+    EXPECT_TRUE(sound->pin.Samples().empty());
     const std::vector<LONG_PTR> abort{EC_ERRORABORT, AUDCLNT_E_DEVICE_INVALIDATED, 0};
     EXPECT_EQ(Events(), (std::vector<std::vector<LONG_PTR>>{abort, abort}));
-    // Nothing was queued: a later sample is the first to arrive.
     platform::SetSoundOutputDeviceOverride(true);
     EXPECT_EQ(source->Push({7, 0, 8, 0}), S_OK);
-    EXPECT_EQ(levels->pin.WaitFor(1).size(), 1u);
+    if (levels) {
+        EXPECT_EQ(levels->pin.WaitFor(1).size(), 1u);
+    }
     const std::vector<Received> got = sound->pin.WaitFor(1);
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(got[0].start, 20);
 }
 
+INSTANTIATE_TEST_SUITE_P(Sound, NoDevice, testing::Values(false, true),
+                         [](const auto& info) { return info.param ? "Splitter" : "Mixer"; });
+
 // Flushes and the end of the stream reach both outputs; a sample while flushing is refused.
-TEST_F(SplitterTest, StreamEventsReachBothPins) {
-    Build(PCMType(2, 16));
+TEST_F(SoundTest, SplitterStreamEventsReachBothPins) {
+    BuildSplitter(PCMType(2, 16));
     IPin* input = splitter->GetPin(0);
     ASSERT_EQ(input->BeginFlush(), S_OK);
     EXPECT_EQ(source->Push({1, 0, 2, 0}), S_FALSE);
@@ -501,8 +447,8 @@ TEST_F(SplitterTest, StreamEventsReachBothPins) {
 // A Receive waiting for a level buffer (all of them held downstream), or about to, comes back
 // when the splitter stops, and Stop returns: the sound pin, which stops first, needs the receive
 // lock that the waiting Receive holds.
-TEST_F(SplitterTest, StopReleasesASampleWaitingForABuffer) {
-    Build(PCMType(2, 16));
+TEST_F(SoundTest, SplitterStopReleasesASampleWaitingForABuffer) {
+    BuildSplitter(PCMType(2, 16));
     levels->pin.hold = true;
     for (int i = 0; i < CAudioLevelOutputPin::kBuffers; ++i)
         ASSERT_EQ(source->Push({1, 0, 2, 0}), S_OK);
@@ -557,38 +503,6 @@ protected:
     CAudioLevelRenderer* renderer = nullptr;
 };
 
-struct LevelCase {
-    const char* name;
-    std::vector<int16_t> levels;
-    WPARAM wParam;
-    LPARAM lParam;  // checked when the sample holds four levels or more
-};
-
-class RendererMessages : public RendererTest, public testing::WithParamInterface<LevelCase> {};
-
-TEST_P(RendererMessages, FirstFourLevelsInOneMessage) {
-    const LevelCase& c = GetParam();
-    ASSERT_EQ(Build(MEDIATYPE_MXFAudioLevel, false), S_OK);
-    ASSERT_EQ(renderer->Run(0), S_OK);
-    ASSERT_EQ(source->Pause(), S_OK);
-    ASSERT_EQ(source->Push(Levels(c.levels)), S_OK);  // no clock: rendered at once
-    const std::vector<MSG> got = Messages();
-    ASSERT_EQ(got.size(), 1u);
-    EXPECT_EQ(got[0].message, kMessage);
-    EXPECT_EQ(got[0].wParam, c.wParam);
-    if (c.levels.size() >= 4) {
-        EXPECT_EQ(got[0].lParam, c.lParam);
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Sound, RendererMessages,
-    testing::Values(LevelCase{"Stereo", {-100, -2}, 0xFFFEFF9C, 0},
-                    LevelCase{
-                        "SixChannelsShowFour", {-1, -2, -3, -4, -5, -6}, 0xFFFEFFFF, 0xFFFCFFFD},
-                    LevelCase{"Silence", {-6000, -6000, -6000, -6000}, 0xE890E890, 0xE890E890}),
-    [](const testing::TestParamInfo<LevelCase>& info) { return std::string(info.param.name); });
-
 TEST_F(RendererTest, EachFlavourRefusesTheOther) {
     EXPECT_NE(Build(MEDIATYPE_MP4AudioLevel, false), S_OK);
     CMediaType mxf = LevelType(MEDIATYPE_MXFAudioLevel), mp4 = LevelType(MEDIATYPE_MP4AudioLevel);
@@ -598,8 +512,6 @@ TEST_F(RendererTest, EachFlavourRefusesTheOther) {
     row9.NonDelegatingAddRef();
     EXPECT_EQ(row9.CheckMediaType(&mxf), E_INVALIDARG);
     EXPECT_EQ(row9.CheckMediaType(&mp4), S_OK);
-    EXPECT_EQ(row9.GetPin(0)->Name(), L"Input");
-    EXPECT_EQ(row9.GetPinCount(), 1);
 }
 
 TEST_F(RendererTest, FirstSampleInPauseIsShownOnce) {
@@ -618,47 +530,6 @@ TEST_F(RendererTest, FirstSampleInPauseIsShownOnce) {
     const std::vector<MSG> got = Messages();
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(got[0].wParam, 0xFFD8FFE2u);
-}
-
-// The whole level path: splitter -> renderer, silence on four channels.
-TEST_F(RendererTest, SplitterLevelsReachTheHost) {
-    auto* input = Add(new PushSource(PCMType(4, 16)));
-    auto* splitter =
-        Add(new CSoundSplitterFilter(nullptr, nullptr, CLSID_SoundSplitterFilter, false));
-    auto* sound = Add(new CaptureSink());
-    renderer = Add(new CAudioLevelRenderer(nullptr, nullptr, CLSID_AudioLevelRenderer, false));
-    renderer->SetLevelWindow(window, kMessage);
-    ASSERT_EQ(input->pin.Connect(splitter->GetPin(0), nullptr), S_OK);
-    ASSERT_EQ(static_cast<IPin*>(splitter->GetPin(1))->Connect(&sound->pin, nullptr), S_OK);
-    ASSERT_EQ(static_cast<IPin*>(splitter->GetPin(2))->Connect(renderer->GetPin(0), nullptr), S_OK);
-    for (CBaseFilter* filter : filters) ASSERT_EQ(filter->Run(0), S_OK);
-    ASSERT_EQ(input->Push(Bytes(16, 0)), S_OK);
-    MSG msg;
-    ASSERT_TRUE(CMessageWindows::GetMessage(window, &msg, kPatience));
-    EXPECT_EQ(msg.wParam, 0xE890E890u);
-    EXPECT_EQ(msg.lParam, 0xE890E890);
-}
-
-// ---- Device override and class table ----
-
-// Each row's filter answers its own interface (its class id: the module server's test).
-TEST(SoundRows, OwnInterfaces) {
-    const std::pair<CUnknown* (*)(IUnknown*, HRESULT*), const IID*> rows[] = {
-        {CreateSoundMixerFilter, &IID_IMSFSoundMixerFilter},
-        {CreateSoundSplitterFilterMXF, &IID_IMSFSoundSplitterFilter},
-        {CreateSoundSplitterFilterMP4, &IID_IMSFSoundSplitterFilter},
-        {CreateAudioLevelRendererMXF, &IID_IMSFAudioLevelRenderer},
-        {CreateAudioLevelRendererMP4, &IID_IMSFAudioLevelRenderer}};
-    for (const auto& [create, iid] : rows) {
-        HRESULT hr = S_OK;
-        CUnknown* object = create(nullptr, &hr);
-        ASSERT_NE(object, nullptr);
-        object->NonDelegatingAddRef();
-        IUnknown* own = nullptr;
-        EXPECT_EQ(object->NonDelegatingQueryInterface(*iid, reinterpret_cast<void**>(&own)), S_OK);
-        if (own) own->Release();
-        object->NonDelegatingRelease();
-    }
 }
 
 }  // namespace
