@@ -184,23 +184,20 @@ TEST(ColourModel, CurvesMapHlgToPqForEachDisplay) {
     EXPECT_EQ(Curve16(kCurveCount), nullptr);
 }
 
-struct PeakCase {
-    uint32_t nits;
-    unsigned curve;
-};
-
-class CurveChooser : public ::testing::TestWithParam<PeakCase> {};
-
-TEST_P(CurveChooser, PicksByThreshold) {
-    EXPECT_EQ(CurveForPeakLuminance(GetParam().nits), GetParam().curve) << GetParam().nits;
+// A brighter display never gets a dimmer curve; every curve serves some display, the brightest
+// one from 1000 nits on.
+TEST(ColourModel, CurveChooserRisesThroughEveryCurve) {
+    unsigned previous = 0, reached = 0;
+    for (uint32_t nits = 0; nits <= 1100; ++nits) {
+        const unsigned curve = CurveForPeakLuminance(nits);
+        ASSERT_GE(curve, previous) << nits;
+        ASSERT_LT(curve, kCurveCount) << nits;
+        reached |= 1u << curve;
+        previous = curve;
+    }
+    EXPECT_EQ(reached, (1u << kCurveCount) - 1);
+    EXPECT_EQ(CurveForPeakLuminance(1000), kCurveCount - 1);
+    EXPECT_EQ(CurveForPeakLuminance(std::numeric_limits<uint32_t>::max()), kCurveCount - 1);
 }
-
-INSTANTIATE_TEST_SUITE_P(ColourModel, CurveChooser,
-                         ::testing::Values(PeakCase{0, 0}, PeakCase{350, 0}, PeakCase{351, 1},
-                                           PeakCase{450, 1}, PeakCase{451, 2}, PeakCase{551, 3},
-                                           PeakCase{651, 4}, PeakCase{751, 5}, PeakCase{850, 5},
-                                           PeakCase{851, 6}, PeakCase{950, 6}, PeakCase{951, 7},
-                                           PeakCase{1000, 7},
-                                           PeakCase{std::numeric_limits<uint32_t>::max(), 7}));
 
 }  // namespace
