@@ -19,44 +19,10 @@ CUSharedPtr<STMetadataSets> ParseSet(const std::vector<uint8_t>& value) {
     return set->Parse(ByteWriter().Bytes(value).Stream(), 0) == 0 ? set : nullptr;
 }
 
-enum class Type { Number, UUID, UUIDArray, Umid, String, Bytes, Ints, ByteVectors, Layout };
-
-struct TypeRow {
-    Type type;
-    uint32_t kind;  // of a number
-    uint16_t tag;
-};
-
-void PrintTo(const TypeRow& row, std::ostream* out) {
-    *out << "type " << int(row.type) << " kind " << row.kind << " tag " << std::hex << row.tag;
-}
-
-// A value of the row's type that GetValue takes, and one it refuses (empty: none is refused).
-std::pair<std::vector<uint8_t>, std::vector<uint8_t>> Values(const TypeRow& row) {
-    switch (row.type) {
-        case Type::Number:
-            return {std::vector<uint8_t>(MDValue::ByteCountOfKind(row.kind), 1),
-                    std::vector<uint8_t>(MDValue::ByteCountOfKind(row.kind) + 1, 1)};
-        case Type::UUID:
-            return {std::vector<uint8_t>(16, 2), std::vector<uint8_t>(15, 2)};
-        case Type::UUIDArray:
-            return {ByteWriter().U32(1).U32(16).Fill(16, 3).Data(), {}};
-        case Type::Umid:
-            return {std::vector<uint8_t>(32, 4), std::vector<uint8_t>(48, 4)};
-        case Type::String:
-            return {{0, 'Q', 0, 'V'}, {0, 'Q', 0}};
-        case Type::Bytes:
-            return {{5, 6, 7}, {}};
-        case Type::Ints:
-            return {ByteWriter().U32(2).U32(4).U32(1).U32(2).Data(),
-                    ByteWriter().U32(2).U32(4).U32(1).U32(2).U32(3).Data()};
-        case Type::ByteVectors:
-            return {ByteWriter().U32(2).U32(3).Fill(6, 9).Data(),
-                    ByteWriter().U32(2).U32(3).Fill(5).Data()};
-        case Type::Layout:
-            return {std::vector<uint8_t>(16, 'R'), {}};
-    }
-    return {};
+// The value of `tag` in a set that holds only it; null also when the set does not parse.
+CUSharedPtr<CUObject> ValueOf(uint16_t tag, const std::vector<uint8_t>& bytes) {
+    CUSharedPtr<STMetadataSets> set = ParseSet(LocalSetWriter().Item(tag, bytes).Data());
+    return set ? set->GetValue(tag) : nullptr;
 }
 
 template <class T>
@@ -64,54 +30,44 @@ bool Is(const CUSharedPtr<CUObject>& value) {
     return static_cast<bool>(CUSharedPtr<T>(value));
 }
 
-bool IsOfType(const CUSharedPtr<CUObject>& value, const TypeRow& row) {
-    switch (row.type) {
-        case Type::Number:
-            return Is<MDValue>(value) && CUSharedPtr<MDValue>(value)->Kind() == row.kind;
-        case Type::UUID:
-            return Is<MxfUUID>(value);
-        case Type::UUIDArray:
-        case Type::ByteVectors:
-            return Is<CUArray>(value) && CUSharedPtr<CUArray>(value)->Count() > 0;
-        case Type::Umid:
-            return Is<UMID>(value);
-        case Type::String:
-            return Is<CUStringWin>(value);
-        case Type::Bytes:
-            return Is<CUVector<unsigned char>>(value);
-        case Type::Ints:
-            return Is<CUVector<int>>(value);
-        case Type::Layout:
-            return Is<CUVector<tagRGBALayout>>(value);
+bool IsFilledArray(const CUSharedPtr<CUObject>& value) {
+    return Is<CUArray>(value) && CUSharedPtr<CUArray>(value)->Count() > 0;
+}
+
+// Each typed form once, through one of its tags: a value of the form's length gives its class,
+// one of a length it does not allow gives nothing.
+TEST(STMetadataSets, EachTypedFormTakesOnlyItsLengths) {
+    const std::pair<uint32_t, uint16_t> numbers[] = {{1, 0x3D02}, {2, 0x3B05}, {3, 0x3F06},
+                                                     {5, 0x3D04}, {6, 0x3307}, {7, 0x3206},
+                                                     {8, 0x4B02}, {9, 0x3B02}, {10, 0x4B01}};
+    for (const auto& [kind, tag] : numbers) {
+        const size_t size = MDValue::ByteCountOfKind(kind);
+        const CUSharedPtr<MDValue> value(ValueOf(tag, std::vector<uint8_t>(size, 1)));
+        ASSERT_TRUE(value) << std::hex << tag;
+        EXPECT_EQ(value->Kind(), kind);
+        EXPECT_FALSE(ValueOf(tag, std::vector<uint8_t>(size + 1, 1))) << std::hex << tag;
     }
-    return false;
+    const struct {
+        uint16_t tag;
+        std::vector<uint8_t> good, bad;  // bad empty: the form refuses no length
+        bool (*is)(const CUSharedPtr<CUObject>&);
+    } forms[] = {
+        {0x3C0A, std::vector<uint8_t>(16, 2), std::vector<uint8_t>(15, 2), &Is<MxfUUID>},
+        {0x1901, ByteWriter().U32(1).U32(16).Fill(16, 3).Data(), {}, &IsFilledArray},
+        {0x4401, std::vector<uint8_t>(32, 4), std::vector<uint8_t>(48, 4), &Is<UMID>},
+        {0x3C01, {0, 'Q', 0, 'V'}, {0, 'Q', 0}, &Is<CUStringWin>},
+        {0x3215, {5, 6, 7}, {}, &Is<CUVector<unsigned char>>},
+        {0x320D, ByteWriter().U32(2).U32(4).U32(1).U32(2).Data(),
+         ByteWriter().U32(2).U32(4).U32(1).U32(2).U32(3).Data(), &Is<CUVector<int>>},
+        {0x3D11, ByteWriter().U32(2).U32(3).Fill(6, 9).Data(),
+         ByteWriter().U32(2).U32(3).Fill(5).Data(), &IsFilledArray},
+        {0x3401, std::vector<uint8_t>(16, 'R'), {}, &Is<CUVector<tagRGBALayout>>},
+    };
+    for (const auto& form : forms) {
+        EXPECT_TRUE(form.is(ValueOf(form.tag, form.good))) << std::hex << form.tag;
+        EXPECT_TRUE(form.bad.empty() || !ValueOf(form.tag, form.bad)) << std::hex << form.tag;
+    }
 }
-
-class GetValueTable : public testing::TestWithParam<TypeRow> {};
-
-// One tag of each typed form: the form's value, and none for a length it does not allow.
-TEST_P(GetValueTable, EachFormGivesItsTypeAndRefusesAWrongLength) {
-    const TypeRow& row = GetParam();
-    const auto [good, bad] = Values(row);
-    CUSharedPtr<STMetadataSets> set = ParseSet(LocalSetWriter().Item(row.tag, good).Data());
-    ASSERT_TRUE(set);
-    EXPECT_TRUE(IsOfType(set->GetValue(row.tag), row));
-    if (bad.empty() || row.type == Type::Layout) return;
-    ASSERT_TRUE(set = ParseSet(LocalSetWriter().Item(row.tag, bad).Data()));
-    EXPECT_FALSE(set->GetValue(row.tag));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Forms, GetValueTable,
-    testing::Values(TypeRow{Type::Number, 1, 0x3D02}, TypeRow{Type::Number, 2, 0x3B05},
-                    TypeRow{Type::Number, 3, 0x3F06}, TypeRow{Type::Number, 5, 0x3D04},
-                    TypeRow{Type::Number, 6, 0x3307}, TypeRow{Type::Number, 7, 0x3206},
-                    TypeRow{Type::Number, 8, 0x4B02}, TypeRow{Type::Number, 9, 0x3B02},
-                    TypeRow{Type::Number, 10, 0x4B01}, TypeRow{Type::UUID, 0, 0x3C0A},
-                    TypeRow{Type::UUIDArray, 0, 0x1901}, TypeRow{Type::Umid, 0, 0x4401},
-                    TypeRow{Type::String, 0, 0x3C01}, TypeRow{Type::Bytes, 0, 0x3215},
-                    TypeRow{Type::Ints, 0, 0x320D}, TypeRow{Type::ByteVectors, 0, 0x3D11},
-                    TypeRow{Type::Layout, 0, 0x3401}));
 
 TEST(STMetadataSets, EdgesOfTheTypedForms) {
     CUSharedPtr<STMetadataSets> set =
