@@ -77,16 +77,4 @@ TEST(CUArray, SortIsStableInBothOrders) {
     }
 }
 
-TEST(CUArraySortDescriptor, ComparatorDelegates) {
-    CUSharedPtr<CUMutableArray> array = CUCreate<CUMutableArray>();
-    for (int v : {30, 11}) array->AddObject(Number(v));
-    CUSharedPtr<CUSortDescriptor> plain = CUCreate<CUSortDescriptor>();
-    CUSharedPtr<ByTens> decider = CUCreate<ByTens>();
-    plain->order = 0;
-    // The base compares everything equal, so without delegation nothing would move.
-    EXPECT_EQ(ValueAt(array->SortedArrayUsingDescriptor(plain), 0), 30);
-    plain->comparator = decider.Get();
-    EXPECT_EQ(ValueAt(array->SortedArrayUsingDescriptor(plain), 0), 11);
-}
-
 }  // namespace

@@ -66,20 +66,6 @@ TEST(CUFileInfo, SizeExistsAndDelete) {
     EXPECT_FALSE(file.Exists());
 }
 
-TEST(CUFileInfo, RenameStaysInTheDirectoryAndNeverReplaces) {
-    TempDirectory dir;
-    WriteFile(dir.Native("a"), Pattern(5, 1));
-    WriteFile(dir.Native("taken"), Pattern(5, 2));
-    CUFileInfo file(dir.Path("a"));
-    EXPECT_EQ(ThrownCode([&] { file.Rename(nullptr); }), 2u);
-    EXPECT_EQ(ThrownCode([&] { file.Rename(CUCreate<CUStringWin>("")); }), 1u);
-    EXPECT_EQ(ThrownCode([&] { file.Rename(CUCreate<CUStringWin>("taken")); }), 4u);
-    EXPECT_EQ(ReadFile(dir.Native("taken")), Pattern(5, 2));
-    file.Rename(CUCreate<CUStringWin>("b"));
-    EXPECT_EQ(file.Path()->UTF8String(), dir.Native("b"));
-    EXPECT_EQ(ReadFile(dir.Native("b")), Pattern(5, 1));
-}
-
 TEST(CUFileInfo, CopySimplyNeverReplaces) {
     TempDirectory dir;
     const std::vector<uint8_t> bytes = Pattern(kChunk + 17);

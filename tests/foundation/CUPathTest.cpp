@@ -111,47 +111,33 @@ INSTANTIATE_TEST_SUITE_P(
                     SplitCase{u"a\\b/c", u"", u"a\\b/", u"c", u""},
                     SplitCase{u"", u"", u"", u"", u""}));
 
-class CUPathLastFolder : public testing::TestWithParam<Case> {};
-TEST_P(CUPathLastFolder, GivesTheLastComponent) {
-    const std::optional<std::u16string_view> folder = cu_path::LastFolder(GetParam().path);
-    ASSERT_TRUE(folder);
-    EXPECT_EQ(Narrow(*folder), Narrow(GetParam().expected));
-}
-INSTANTIATE_TEST_SUITE_P(Paths, CUPathLastFolder,
-                         testing::Values(Case{u"C:\\a\\b\\", u"b"}, Case{u"C:\\a\\b", u"b"},
-                                         Case{u"C:\\a", u"a"}, Case{u"C:\\", u"C:"},
-                                         Case{u"C:", u"C:"}, Case{u"c:/", u"c:"}, Case{u"a", u"a"},
-                                         Case{u"a\\b", u"b"}, Case{u"/usr/lib/", u"lib"},
-                                         Case{u"/usr", u"usr"},
-                                         Case{u"\\\\srv\\share\\", u"share"}));
-
-TEST(CUPathLastFolder, FailsOnRootsWithoutADrive) {
+// The last folder and the components serve only the string wrapper's splits: one case per rule.
+TEST(CUPathLastFolder, GivesTheLastComponentOrTheDriveAndFailsOnBareRoots) {
+    for (const auto& [path, expected] :
+         {std::pair<std::u16string_view, std::u16string_view>{u"C:\\a\\b\\", u"b"},
+          {u"C:\\", u"C:"},
+          {u"c:/", u"c:"},
+          {u"/usr", u"usr"},
+          {u"\\\\srv\\share\\", u"share"}}) {
+        const std::optional<std::u16string_view> folder = cu_path::LastFolder(path);
+        ASSERT_TRUE(folder) << Narrow(path);
+        EXPECT_EQ(Narrow(*folder), Narrow(expected));
+    }
     for (const std::u16string_view path : {u"", u"\\", u"/", u"1:\\"}) {
         EXPECT_FALSE(cu_path::LastFolder(path)) << Narrow(path);
     }
 }
 
-struct ComponentsCase {
-    std::u16string path;
-    std::vector<std::u16string> expected;
-};
-
-class CUPathComponents : public testing::TestWithParam<ComponentsCase> {};
-TEST_P(CUPathComponents, SplitAtEitherSeparator) {
-    std::vector<std::u16string> components;
-    for (const std::u16string_view piece : cu_path::Components(GetParam().path)) {
-        components.emplace_back(piece);
+TEST(CUPathComponents, SplitAtEitherSeparatorKeepingEmptyOnes) {
+    std::vector<std::u16string_view> components;
+    for (const std::u16string_view piece : cu_path::Components(u"C:\\a\\\\b/c\\")) {
+        components.push_back(piece);
     }
-    EXPECT_EQ(components, GetParam().expected);
+    EXPECT_EQ(components, (std::vector<std::u16string_view>{u"C:", u"a", u"", u"b", u"c"}));
+    std::vector<std::u16string_view> root;
+    for (const std::u16string_view piece : cu_path::Components(u"/usr")) root.push_back(piece);
+    EXPECT_EQ(root, (std::vector<std::u16string_view>{u"", u"usr"}));
 }
-INSTANTIATE_TEST_SUITE_P(Paths, CUPathComponents,
-                         testing::Values(ComponentsCase{u"C:\\a\\b\\", {u"C:", u"a", u"b"}},
-                                         ComponentsCase{u"C:\\a\\\\b", {u"C:", u"a", u"", u"b"}},
-                                         ComponentsCase{u"/usr/lib", {u"", u"usr", u"lib"}},
-                                         ComponentsCase{u"C:\\", {u"C:"}},
-                                         ComponentsCase{u"a", {u"a"}},
-                                         ComponentsCase{u"a\\\\", {u"a", u""}},
-                                         ComponentsCase{u"", {u""}}));
 
 TEST(CUPathRoots, AreRecognisedAndKeepTheirSeparator) {
     for (const std::u16string_view root :
