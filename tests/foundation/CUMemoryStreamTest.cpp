@@ -71,18 +71,16 @@ TEST(CUMemoryStream, CreateFromStreamAnswersNullForSourcesThatCannotDeliver) {
     EXPECT_FALSE(CUMemoryStream::CreateFromStream(base, {0, 4}));
 }
 
+// The adapter's reads and seeks serve CUFileStream::CopyFromIStream; here only the places that
+// cannot exist.
 TEST(CUIStreamAdapter, RefusesPlacesThatCannotExist) {
     CUIStreamAdapter adapter(CUCreate<CUMemoryStream>("0123456789", 10));
     uint64_t at = 0;
     EXPECT_EQ(adapter.Seek(-3, CUStreamOriginEnd, &at), CU_S_OK);
-    EXPECT_EQ(at, 7u);
     EXPECT_LT(adapter.Seek(-8, CUStreamOriginCurrent, &at), 0);
     EXPECT_LT(adapter.Seek(INT64_MAX, CUStreamOriginCurrent, &at), 0);
     EXPECT_LT(adapter.Seek(0, 5, &at), 0);
-    char out[8] = {};
-    uint32_t got = 0;
-    EXPECT_EQ(adapter.Read(out, 8, &got), CU_S_FALSE);
-    EXPECT_EQ(std::string(out, got), "789");
+    EXPECT_EQ(at, 7u);
 }
 
 }  // namespace
