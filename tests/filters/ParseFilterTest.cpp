@@ -270,20 +270,6 @@ TEST(ParseFilterTest, SetPositionsWhileStoppedMovesTheRangeWithinTheClip) {
     EXPECT_EQ(duration, MediaTimeOf(20));
 }
 
-TEST(ParseFilterTest, EveryPinOffersOneTypeAndTakesIt) {
-    Parser p(true);
-    ASSERT_EQ(p.loaded, S_OK);
-    for (int i = 0; i < 3; ++i) {
-        CBasePin* pin = p.filter->GetPin(i);
-        CMediaType type;
-        EXPECT_EQ(pin->GetMediaType(-1, &type), E_INVALIDARG) << i;
-        EXPECT_EQ(pin->GetMediaType(1, &type), VFW_S_NO_MORE_ITEMS) << i;
-        EXPECT_EQ(pin->GetMediaType(0, nullptr), E_UNEXPECTED) << i;
-        ASSERT_EQ(pin->GetMediaType(0, &type), S_OK) << i;
-        EXPECT_EQ(pin->CheckMediaType(&type), S_OK) << i;
-    }
-}
-
 struct VideoCase {
     const char* name;
     bool fileList;

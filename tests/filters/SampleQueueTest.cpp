@@ -30,21 +30,6 @@ TEST(SampleQueueTest, PushOfZeroAndCloseWakeAWaiterWithoutStoringAnything) {
     }
 }
 
-TEST(SampleQueueTest, ItemsLeaveInOrderAndCanBeTakenFromTheMiddle) {
-    CMediaSampleQueue queue;
-    queue.PushEndOfStream();
-    queue.PushNewSegment(10, 20, 2.0);
-    queue.Push(kQueueFlush);
-    ASSERT_EQ(queue.GetCount(), 4u);
-    EXPECT_EQ(queue.PeekAt(1), kQueueNewSegment);
-    EXPECT_EQ(queue.PeekAt(4), 0);
-    delete CMediaSampleQueue::AsRecord(queue.RemoveAt(2));
-    EXPECT_EQ(queue.RemoveAt(1), kQueueNewSegment);
-    EXPECT_EQ(queue.Pop(), kQueueEndOfStream);
-    EXPECT_EQ(queue.Pop(), kQueueFlush);
-    EXPECT_EQ(queue.Pop(), 0);
-}
-
 TEST(SampleQueueTest, DrainReleasesSamplesAndRecordsAndKeepsOnlyTheFlushMarker) {
     LoggingSink f;
     CMediaSampleQueue queue;
