@@ -93,10 +93,9 @@ TEST_P(MXFWrapperParameters, MatchWhatWasSynthesized) {
 
 INSTANTIATE_TEST_SUITE_P(
     Options, MXFWrapperParameters,
-    ::testing::Values(ParameterCase{"Defaults", [](SynthOptions&) {}},
-                      ParameterCase{"H264Intra10bit422",
+    ::testing::Values(ParameterCase{"H264Intra10bit422Gamma3",
                                     [](SynthOptions& o) {
-                                        o.gop = 1, o.bitDepth = 10, o.chroma = 422,
+                                        o.gop = 1, o.bitDepth = 10, o.chroma = 422, o.gammaCode = 3,
                                         o.rateNumerator = 30000, o.rateDenominator = 1001;
                                     }},
                       ParameterCase{"HEVC12bitRGBA",
@@ -119,9 +118,9 @@ INSTANTIATE_TEST_SUITE_P(
                                         o.channels = 8, o.soundBits = 16, o.gammaCode = 9,
                                         o.gamutCode = 2, o.rateNumerator = 50;
                                     }},
+                      // The synthesizer's defaults otherwise: 8-bit 4:2:0, long GOP, two channels.
                       ParameterCase{"CameraGammas",
-                                    [](SynthOptions& o) { o.gammaCode = 0, o.gamutCode = 1; }},
-                      ParameterCase{"CameraGamma3", [](SynthOptions& o) { o.gammaCode = 3; }}),
+                                    [](SynthOptions& o) { o.gammaCode = 0, o.gamutCode = 1; }}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // Labels that the synthesizer does not write, put in place of one it does: the other camera
@@ -179,17 +178,8 @@ TEST(MXFWrapper, RefusesAnotherMakerAndIgnoresCase) {
 
     ASSERT_EQ(Patch(path, Utf16("Other"), Utf16("zorel")), 1u);
     OpenWrapper(path);
-}
-
-TEST(MXFWrapper, FailuresSayWhy) {
-    TempDirectory dir;
-    CUSharedPtr<MXFWrapper> w = CUCreate<MXFWrapper>();
+    // Missing and junk files are refused with their reasons in ClipFailureTest (qvclip).
     EXPECT_EQ(w->Open(nullptr), 0u);
-    EXPECT_FALSE(w->FailureReason().empty());
-    WriteFile(dir.Native("junk.MXF"), Pattern(4000));
-    EXPECT_EQ(w->Open(dir.Path("junk.MXF")), 0u);
-    EXPECT_FALSE(w->FailureReason().empty());
-    EXPECT_EQ(w->Open(dir.Path("missing.MXF")), 0u);
     EXPECT_FALSE(w->FailureReason().empty());
 }
 
