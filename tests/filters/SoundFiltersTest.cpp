@@ -277,6 +277,7 @@ struct GateCase {
     const char* name;
     uint32_t left, right;
     Bytes in, out;
+    uint32_t streamId = AM_STREAM_MEDIA;
 };
 
 class MixerGate : public SoundTest, public testing::WithParamInterface<GateCase> {};
@@ -286,7 +287,7 @@ TEST_P(MixerGate, PassesOnlyChannelsSetToOne) {
     const GateCase& c = GetParam();
     ASSERT_EQ(mixer->SetChannelEnable(0, c.left), S_OK);
     ASSERT_EQ(mixer->SetChannelEnable(1, c.right), S_OK);
-    ASSERT_EQ(source->Push(c.in), S_OK);
+    ASSERT_EQ(source->Push(c.in, c.streamId), S_OK);
     const std::vector<Received> got = sound->pin.Samples();
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(got[0].bytes, c.out);
@@ -302,20 +303,13 @@ INSTANTIATE_TEST_SUITE_P(
         GateCase{"BothOff", 0, 0, {1, 2, 3, 4, 5, 6, 7, 8}, {0, 0, 0, 0, 0, 0, 0, 0}},
         GateCase{"TwoIsOff", 2, 1, {1, 2, 3, 4, 5, 6, 7, 8}, {0, 0, 3, 4, 0, 0, 7, 8}},
         GateCase{"RightOff", 1, 0, {1, 2, 3, 4}, {1, 2, 0, 0}},
-        GateCase{"TwoBytesGiveTwoZeros", 1, 1, {1, 2}, {0, 0}}),
+        GateCase{"TwoBytesGiveTwoZeros", 1, 1, {1, 2}, {0, 0}},
+        GateCase{"OtherStreamsPassUntouched", 0, 0, {1, 2, 3, 4}, {1, 2, 3, 4}, 1}),
     [](const testing::TestParamInfo<GateCase>& info) { return std::string(info.param.name); });
 
-// A channel past the second or a null out pointer is refused.
-TEST_F(SoundTest, MixerChannelEnableWords) {
-    mixer = Add(new CSoundMixerFilter(nullptr, nullptr, CLSID_SoundMixerFilter));
-    uint32_t value = 0;
-    EXPECT_EQ(mixer->SetChannelEnable(2, 0), E_INVALIDARG);
-    EXPECT_EQ(mixer->GetChannelEnable(2, &value), E_INVALIDARG);
-    EXPECT_EQ(mixer->GetChannelEnable(0, nullptr), E_POINTER);
-}
-
-TEST_F(SoundTest, MixerTypes) {
-    // Whatever the input says, the output is 48 kHz stereo 16-bit.
+// Whatever the input says, the output is 48 kHz stereo 16-bit; other types, a channel past the
+// second and a null out pointer are refused.
+TEST_F(SoundTest, MixerTypesAndRefusals) {
     BuildMixer(PCMType(6, 24, 96000));
     EXPECT_EQ(Fields(sound->pin.CurrentMediaType()),
               (std::vector<uint32_t>{2, 48000, 192000, 4, 16}));
@@ -328,14 +322,10 @@ TEST_F(SoundTest, MixerTypes) {
         EXPECT_EQ(mixer->CheckTransform(&sound->pin.CurrentMediaType(), refused),
                   VFW_E_TYPE_NOT_ACCEPTED);
     }
-}
-
-TEST_F(SoundTest, MixerPassesOtherStreamsUntouched) {
-    BuildMixer();
-    mixer->SetChannelEnable(0, 0);
-    ASSERT_EQ(source->Push({1, 2, 3, 4}, 1), S_OK);
-    ASSERT_EQ(sound->pin.Samples().size(), 1u);
-    EXPECT_EQ(sound->pin.Samples()[0].bytes, (Bytes{1, 2, 3, 4}));
+    uint32_t value = 0;
+    EXPECT_EQ(mixer->SetChannelEnable(2, 0), E_INVALIDARG);
+    EXPECT_EQ(mixer->GetChannelEnable(2, &value), E_INVALIDARG);
+    EXPECT_EQ(mixer->GetChannelEnable(0, nullptr), E_POINTER);
 }
 
 TEST_F(SoundTest, SplitterRolesOutsideTheChannelsAndTypeChecksReset) {
