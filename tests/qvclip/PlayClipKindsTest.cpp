@@ -6,8 +6,6 @@
 // and never hang (RunQvclip's time limit).
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "QvclipRun.h"
 
 namespace {
@@ -25,13 +23,10 @@ class PlayClipKind : public testing::TestWithParam<KindCase> {};
 TEST_P(PlayClipKind, RendersEveryFrameWithItsSound) {
     const KindCase& c = GetParam();
     qvtest::TempDirectory dir;
-    ASSERT_EQ(
-        qvtest::RunQvclip(dir, "synth --out '" + dir.root +
-                                   "' --name KIND0001 --size 320x240 --frames 12 --channels " +
-                                   std::to_string(c.channels) + " " + c.synth)
-            .exitCode,
-        0);
-    const std::string clip = (c.members ? "--members " : "") + dir.Native("KIND0001.MXF");
+    const std::string clip =
+        (c.members ? "--members " : "") +
+        qvtest::SynthClip(dir, "KIND0001",
+                          "--frames 12 --channels " + std::to_string(c.channels) + " " + c.synth);
     const std::string wav = c.channels ? " --wav '" + dir.Native("out.wav") + "'" : "";
     const qvtest::QvclipResult run = qvtest::RunQvclip(dir, "play --json" + wav + " " + clip);
     ASSERT_EQ(run.exitCode, 0) << run.err;

@@ -37,13 +37,9 @@ void Expected(const uint8_t* row, uint32_t x, uint8_t bgr[3]) {
 
 TEST_P(PlayPicture, RawFramesAgreeWithFfmpegsDecode) {
     qvtest::TempDirectory dir;
-    ASSERT_EQ(qvtest::RunQvclip(dir, "synth --out '" + dir.root +
-                                         "' --name PICT0001 --size 320x240 --gop 4 --frames 12 "
-                                         "--gamut 0 --gamma 1 --channels 0 " +
-                                         GetParam())
-                  .exitCode,
-              0);
-    const std::string clip = dir.Native("PICT0001.MXF");
+    const std::string clip = qvtest::SynthClip(
+        dir, "PICT0001",
+        std::string("--gop 4 --frames 12 --gamut 0 --gamma 1 --channels 0 ") + GetParam());
     const qvtest::QvclipResult run = qvtest::RunQvclip(
         dir, "play --json --frames-out '" + dir.Native("frames") + "' --raw --members " + clip);
     ASSERT_EQ(run.exitCode, 0) << run.err;
@@ -101,10 +97,7 @@ TEST_F(PlayPictureSize, ScaleReducesAndTheContactSheetIsAPng) {
     const qvtest::QvclipResult run =
         qvtest::RunQvclip(dir, "play --contact-sheet '" + sheet + "' --members " + clip);
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    const std::vector<uint8_t> png = qvtest::ReadFile(sheet);
-    ASSERT_GT(png.size(), 8u);
-    EXPECT_EQ(std::string(png.begin() + 1, png.begin() + 4), "PNG");
-    EXPECT_EQ(qvtest::Probe(sheet)["streams.stream.0.codec_name"], "png");  // and it decodes
+    EXPECT_EQ(qvtest::Probe(sheet)["streams.stream.0.codec_name"], "png");
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
-// qvclip play's sound against ffmpeg's extraction of the same mono tracks: the WAV holds, byte for
-// byte, the fold-down by the given roles (16-bit through the mixer, 24-bit round it), and each
-// level event holds the frame's peaks as the splitter measures them, checked also against sox's
-// stats.
+// qvclip play's sound against ffmpeg's extraction of the same mono tracks: the WAV (read by ffmpeg,
+// its header by ffprobe) holds exactly the fold-down by the given roles (16-bit through the mixer,
+// 24-bit round it), and each level event holds the frame's peaks as the splitter measures them,
+// checked also against sox's stats.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
-#include <fstream>
 
 #include "QvclipRun.h"
 #include "support/Oracle.h"
@@ -15,17 +13,17 @@ namespace {
 
 constexpr uint32_t kChannels = 4, kFrames = 12, kSamplesPerFrame = 48000 / 25;
 
-std::string ClipArguments(const qvtest::TempDirectory& dir, const std::string& name, int bits,
-                          uint32_t channels) {
-    return "synth --out '" + dir.root + "' --name " + name + " --size 320x240 --gop 4 --frames " +
-           std::to_string(kFrames) + " --channels " + std::to_string(channels) + " --bits " +
-           std::to_string(bits);
+std::string Clip(const qvtest::TempDirectory& dir, int bits, uint32_t channels) {
+    return qvtest::SynthClip(dir, "SOUND001",
+                             "--gop 4 --frames " + std::to_string(kFrames) + " --channels " +
+                                 std::to_string(channels) + " --bits " + std::to_string(bits));
 }
 
-// Mono track `n` as ffmpeg decodes it, one signed value a sample; the raw bytes go to `rawPath`.
-std::vector<int32_t> Track(const std::string& clip, uint32_t n, int bits,
-                           const std::string& rawPath) {
-    qvtest::Output("ffmpeg -v error -y -i '" + clip + "' -map 0:a:" + std::to_string(n) + " -f " +
+// Stream `map` ("a:1") of `path` as ffmpeg decodes it, one signed value a sample (interleaved when
+// it has two channels); the raw bytes go to `rawPath`.
+std::vector<int32_t> Samples(const std::string& path, const std::string& map, int bits,
+                             const std::string& rawPath) {
+    qvtest::Output("ffmpeg -v error -y -i '" + path + "' -map 0:" + map + " -f " +
                    (bits == 16 ? "s16le" : "s24le") + " '" + rawPath + "'");
     const std::vector<uint8_t> raw = qvtest::ReadFile(rawPath);
     const size_t width = bits / 8;
@@ -37,31 +35,6 @@ std::vector<int32_t> Track(const std::string& clip, uint32_t n, int bits,
         samples.push_back(static_cast<int32_t>((value ^ sign) - sign));
     }
     return samples;
-}
-
-// The "data" chunk of a WAV file, after checking that it is stereo PCM of `bits` at 48 kHz.
-std::vector<uint8_t> WavData(const std::string& path, int bits) {
-    const std::vector<uint8_t> file = qvtest::ReadFile(path);
-    auto u32 = [&](size_t at) {
-        return uint32_t{file[at]} | file[at + 1] << 8 | file[at + 2] << 16 |
-               uint32_t{file[at + 3]} << 24;
-    };
-    for (size_t at = 12; at + 8 <= file.size();) {
-        const std::string id(file.begin() + at, file.begin() + at + 4);
-        const size_t size = u32(at + 4);
-        if (id == "fmt ") {
-            EXPECT_EQ(file[at + 10], 2) << "channels";
-            EXPECT_EQ(u32(at + 12), 48000u);
-            EXPECT_EQ(file[at + 22], bits);
-        } else if (id == "data") {
-            EXPECT_LE(at + 8 + size, file.size());
-            return {file.begin() + at + 8,
-                    file.begin() + at + 8 + std::min(size, file.size() - at - 8)};
-        }
-        at += 8 + size + (size & 1);
-    }
-    ADD_FAILURE() << path << " has no data chunk";
-    return {};
 }
 
 // The level rule: peak of the frame's span in hundredths of a decibel, truncated, floor -60 dB.
@@ -81,15 +54,13 @@ struct SoundCase {
 
 class PlaySound : public testing::TestWithParam<SoundCase> {
 protected:
-    void SetUp() override { qvtest::RequireOracles({"ffmpeg"}); }
+    void SetUp() override { qvtest::RequireOracles({"ffmpeg", "ffprobe"}); }
 };
 
 TEST_P(PlaySound, WavIsTheFoldDownOfFfmpegsTracks) {
     const SoundCase& c = GetParam();
     qvtest::TempDirectory dir;
-    ASSERT_EQ(qvtest::RunQvclip(dir, ClipArguments(dir, "SOUND001", c.bits, kChannels)).exitCode,
-              0);
-    const std::string clip = dir.Native("SOUND001.MXF"), wav = dir.Native("out.wav");
+    const std::string clip = Clip(dir, c.bits, kChannels), wav = dir.Native("out.wav");
     std::string arguments = "play --json --wav '" + wav + "' --members " + clip;
     if (!c.roles.empty()) arguments += " --roles " + c.roles;
     if (!c.mute.empty()) arguments += " --mute " + c.mute;
@@ -98,29 +69,33 @@ TEST_P(PlaySound, WavIsTheFoldDownOfFfmpegsTracks) {
 
     std::vector<std::vector<int32_t>> tracks;
     for (uint32_t n = 0; n < kChannels; ++n)
-        tracks.push_back(Track(clip, n, c.bits, dir.Native("track.raw")));
+        tracks.push_back(Samples(clip, "a:" + std::to_string(n), c.bits, dir.Native("track.raw")));
     std::vector<uint32_t> roles = {1, 2, 1, 2};  // odd channels (from 1) left, even right
     if (!c.roles.empty())
         for (size_t n = 0; n < kChannels; ++n) roles[n] = uint32_t(c.roles[2 * n] - '0');
-    const size_t width = c.bits / 8;
-    std::vector<uint8_t> expected;
+    std::vector<int32_t> expected;
     for (size_t i = 0; i < tracks[0].size(); ++i) {
         int32_t sides[2] = {0, 0}, counts[2] = {0, 0};
         for (size_t n = 0; n < kChannels; ++n)
             for (int side = 0; side < 2; ++side)
                 if (roles[n] & (1u << side)) sides[side] += tracks[n][i], ++counts[side];
         for (int side = 0; side < 2; ++side) {
-            int32_t value = counts[side] > 1 ? sides[side] / counts[side] : sides[side];
-            if (c.mute == (side == 0 ? "left" : "right")) value = 0;
-            for (size_t b = 0; b < width; ++b)
-                expected.push_back(uint8_t(uint32_t(value) >> (8 * b)));
+            const bool muted = c.mute == (side == 0 ? "left" : "right");
+            expected.push_back(muted              ? 0
+                               : counts[side] > 1 ? sides[side] / counts[side]
+                                                  : sides[side]);
         }
     }
-    ASSERT_EQ(expected.size(), kFrames * kSamplesPerFrame * 2 * width);
-    const std::vector<uint8_t> played = WavData(wav, c.bits);
+    ASSERT_EQ(expected.size(), kFrames * kSamplesPerFrame * 2);
+    const std::map<std::string, std::string> header = qvtest::Probe(wav);
+    EXPECT_EQ(header.at("streams.stream.0.channels"), "2");
+    EXPECT_EQ(header.at("streams.stream.0.sample_rate"), "48000");
+    EXPECT_EQ(header.at("streams.stream.0.bits_per_sample"), std::to_string(c.bits));
+    EXPECT_EQ(header.at("streams.stream.0.duration"), "0.480000");  // the data chunk's length
+    const std::vector<int32_t> played = Samples(wav, "a:0", c.bits, dir.Native("wav.raw"));
     ASSERT_EQ(played.size(), expected.size());
     EXPECT_TRUE(played == expected)
-        << "first difference at byte "
+        << "first difference at sample "
         << std::mismatch(played.begin(), played.end(), expected.begin()).first - played.begin();
 }
 
@@ -141,17 +116,11 @@ protected:
 TEST_P(PlayLevels, EachFrameHoldsThePeaksOfItsSpan) {
     const int bits = GetParam();
     qvtest::TempDirectory dir;
-    ASSERT_EQ(qvtest::RunQvclip(dir, ClipArguments(dir, "LEVEL001", bits, 6)).exitCode, 0);
-    const std::string clip = dir.Native("LEVEL001.MXF"), events = dir.Native("events.jsonl");
+    const std::string clip = Clip(dir, bits, 6), events = dir.Native("events.jsonl");
     const qvtest::QvclipResult run =
         qvtest::RunQvclip(dir, "play --json --events '" + events + "' --members " + clip);
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    std::vector<nlohmann::json> levels;
-    std::ifstream in(events);
-    for (std::string line; std::getline(in, line);) {
-        nlohmann::json event = nlohmann::json::parse(line);
-        if (event["event"] == "level") levels.push_back(event["levels"]);
-    }
+    const std::vector<nlohmann::json> levels = qvtest::Events(events, "level");
     ASSERT_EQ(levels.size(), kFrames);
 
     // sox's peak level over the same span: its full scale is 2^(bits-1) and it prints hundredths,
@@ -161,11 +130,11 @@ TEST_P(PlayLevels, EachFrameHoldsThePeaksOfItsSpan) {
     if (!sox && require && std::string(require) == "1") ADD_FAILURE() << "sox is missing";
     for (uint32_t n = 0; n < 4; ++n) {
         const std::string raw = dir.Native("track" + std::to_string(n) + ".raw");
-        const std::vector<int32_t> track = Track(clip, n, bits, raw);
+        const std::vector<int32_t> track = Samples(clip, "a:" + std::to_string(n), bits, raw);
         for (size_t f = 0; f < kFrames; ++f) {
             SCOPED_TRACE("channel " + std::to_string(n) + ", frame " + std::to_string(f));
-            ASSERT_EQ(levels[f].size(), 4u);
-            const int level = levels[f][n];
+            ASSERT_EQ(levels[f]["levels"].size(), 4u);
+            const int level = levels[f]["levels"][n];
             EXPECT_EQ(level, Level(track, f * kSamplesPerFrame, kSamplesPerFrame, bits));
             if (!sox || (f != 0 && f != kFrames - 1)) continue;
             const std::string stats = qvtest::Output(

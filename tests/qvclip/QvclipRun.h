@@ -2,9 +2,11 @@
 // output and standard error, plus helpers for the synthesized clips the tests read.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -43,15 +45,35 @@ inline constexpr int kTimedOut = 124;
 // not wait on each other's locks.
 inline QvclipResult RunQvclip(const TempDirectory& dir, const std::string& arguments) {
     const std::string out = dir.Native("qvclip.out"), err = dir.Native("qvclip.err");
-    const int status = std::system(("XDG_RUNTIME_DIR='" + dir.root + "' timeout -k 5 120 " +
-                                    std::string(QVCLIP_PATH) + " " + arguments + " >'" + out +
-                                    "' 2>'" + err + "'")
-                                       .c_str());
+    const int status =
+        std::system(("XDG_RUNTIME_DIR='" + dir.root + "' timeout -k 5 120 " +
+                     std::string(QVCLIP_PATH) + " " + arguments + " >'" + out + "' 2>'" + err + "'")
+                        .c_str());
     QvclipResult result;
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     result.out = Text(out);
     result.err = Text(err);
     return result;
+}
+
+// `qvclip synth` of a 320x240 clip named `name` into `dir`, with the further `options`; its path.
+inline std::string SynthClip(const TempDirectory& dir, const std::string& name,
+                             const std::string& options) {
+    const QvclipResult run = RunQvclip(
+        dir, "synth --out '" + dir.root + "' --name " + name + " --size 320x240 " + options);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return dir.Native(name + ".MXF");
+}
+
+// The events of one kind ("frame", "timecode", "metadata", "level") in the event file `path`.
+inline std::vector<nlohmann::json> Events(const std::string& path, const std::string& kind) {
+    std::vector<nlohmann::json> events;
+    std::ifstream in(path);
+    for (std::string line; std::getline(in, line);) {
+        nlohmann::json event = nlohmann::json::parse(line);
+        if (event["event"] == kind) events.push_back(std::move(event));
+    }
+    return events;
 }
 
 // A small clip: 320x240 H.264, two sound channels, `frames` frames, named `name`.
