@@ -1,11 +1,10 @@
 // Options that cannot become a clip the module reads are refused with a message; sound is shared
-// out over frames in the five-frame pattern of the 1001 rates; the picture labels tell intra
-// coding the way the clip wrapper reads it under either container.
+// out over frames in the five-frame pattern of the 1001 rates. (How the picture labels tell intra
+// coding is qvclip info's test.)
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 
-#include "mxf/MXFLabels.h"
 #include "tools/qvclip/synth/ClipPlan.h"
 
 namespace {
@@ -41,20 +40,6 @@ TEST(ClipPlan, SoundFollowsTheFiveFramePatternAt1001Rates) {
     for (uint64_t frame = 0; frame < 10; ++frame)
         EXPECT_EQ(plan.SoundSamples(frame), pattern[frame % 5]) << frame;
     EXPECT_EQ(plan.SoundSampleStart(30000), 48000u * 1001);
-}
-
-TEST(ClipPlan, IntraCodingIsMarkedAsTheWrapperReadsIt) {
-    SynthOptions o;
-    o.gop = 1;
-    EXPECT_EQ(ClipPlan(o).pictureCoding[mxf_label::CodingKindByte], mxf_label::CodingAVCIntra);
-    o.codec = SynthCodec::HEVC;
-    const ClipPlan hevc(o);
-    EXPECT_EQ(hevc.pictureContainer, mxf_label::ContainerCamera);
-    EXPECT_EQ(hevc.pictureCoding[mxf_label::CodingKindByte], mxf_label::CodingCameraIntra);
-    o.gop = 12;
-    EXPECT_NE(ClipPlan(o).pictureCoding[mxf_label::CodingKindByte], mxf_label::CodingCameraIntra);
-    o.codec = SynthCodec::H264;
-    EXPECT_EQ(ClipPlan(o).pictureCoding[mxf_label::CodingKindByte], mxf_label::CodingAVCLongGOP);
 }
 
 }  // namespace

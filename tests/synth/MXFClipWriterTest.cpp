@@ -1,6 +1,7 @@
 // Writer layout rules the reader tests do not check: pack and fill in one KAG, each body
 // partition indexed by the next partition, the header-held index at one stride, partitions for
-// long clips, and byte-identical repeats.
+// long clips, and byte-identical repeats. That the index entries lead to the right packages is the
+// reader's round trip (every element read back through the index, for each of these layouts).
 #include <gtest/gtest.h>
 
 #include "support/TestFiles.h"
@@ -23,8 +24,7 @@ SynthOptions Small(const std::string& dir) {
 struct Pack {
     KLV klv;
     uint16_t minorVersion = 0;
-    uint64_t thisPartition = 0, previous = 0, footer = 0, headerBytes = 0, indexBytes = 0,
-             bodyOffset = 0;
+    uint64_t thisPartition = 0, previous = 0, footer = 0, headerBytes = 0, indexBytes = 0;
     uint32_t kag = 0, indexSID = 0, bodySID = 0;
     uint64_t Contents() const { return thisPartition + kag; }  // behind the pack and its fill
 };
@@ -41,7 +41,6 @@ Pack ReadPack(const std::vector<uint8_t>& file, uint64_t offset) {
     p.headerBytes = BigEndian(file, v + 32, 8);
     p.indexBytes = BigEndian(file, v + 40, 8);
     p.indexSID = static_cast<uint32_t>(BigEndian(file, v + 48, 4));
-    p.bodyOffset = BigEndian(file, v + 52, 8);
     p.bodySID = static_cast<uint32_t>(BigEndian(file, v + 60, 4));
     // The pack and the fill behind it take exactly one KAG.
     const KLV fill = ReadKLV(file, p.klv.End());
@@ -53,24 +52,6 @@ Pack ReadPack(const std::vector<uint8_t>& file, uint64_t offset) {
 uint64_t Item(const std::vector<uint8_t>& file, const KLV& set, uint16_t tag) {
     const auto [offset, length] = LocalItems(file, set).at(tag);
     return BigEndian(file, offset, static_cast<int>(length));
-}
-
-// Each entry's stream offset leads to its edit unit's system item in the indexed body.
-void CheckSegment(const std::vector<uint8_t>& file, const KLV& segment, const Pack& body,
-                  const synth::SynthResult& result) {
-    ASSERT_EQ(segment.key, mxf_label::IndexTableSegment);
-    const uint64_t start = Item(file, segment, mxf_tag::IndexStartPosition);
-    const uint64_t duration = Item(file, segment, mxf_tag::IndexDuration);
-    const uint64_t entrySize = 11 + 4 * Item(file, segment, mxf_tag::SliceCount);
-    const uint64_t entries = LocalItems(file, segment).at(mxf_tag::IndexEntryArray).first + 8;
-    ASSERT_EQ(BigEndian(file, entries - 8, 4), duration);
-    for (uint64_t n = 0; n < duration; ++n) {
-        const uint64_t streamOffset = BigEndian(file, entries + n * entrySize + 3, 8);
-        EXPECT_EQ(
-            body.Contents() + body.headerBytes + body.indexBytes - body.bodyOffset + streamOffset,
-            result.packages[start + n].systemOffset)
-            << "edit unit " << start + n;
-    }
 }
 
 TEST(MXFClipWriter, BodyPartitionsAreIndexedByTheFollowingPartition) {
@@ -95,7 +76,7 @@ TEST(MXFClipWriter, BodyPartitionsAreIndexedByTheFollowingPartition) {
         EXPECT_EQ(body.indexBytes == 0, k == 1);
         EXPECT_EQ(next.indexSID, 1u);
         EXPECT_EQ(next.previous, body.thisPartition);
-        CheckSegment(file, ReadKLV(file, next.Contents()), body, result);
+        EXPECT_EQ(ReadKLV(file, next.Contents()).key, mxf_label::IndexTableSegment);
     }
     for (const synth::SynthPackage& package : result.packages)
         EXPECT_EQ(package.systemOffset % o.kag, 0u) << "fill puts packages on the grid";
@@ -114,7 +95,6 @@ TEST(MXFClipWriter, HeaderHeldIndexHasSegmentsAtOneStride) {
     ASSERT_EQ(result.partitions.size(), 3u);
 
     const Pack header = ReadPack(file, 0);
-    const Pack body = ReadPack(file, result.partitions[1].offset);
     const Pack footer = ReadPack(file, result.partitions[2].offset);
     EXPECT_EQ(header.minorVersion, 3);
     EXPECT_EQ(header.indexSID, 1u);
@@ -125,7 +105,6 @@ TEST(MXFClipWriter, HeaderHeldIndexHasSegmentsAtOneStride) {
         const KLV segment = ReadKLV(file, base + n * stride);
         EXPECT_EQ(Item(file, segment, mxf_tag::IndexStartPosition), 5 * n);
         EXPECT_EQ(Item(file, segment, mxf_tag::IndexDuration), n < 4 ? 5u : 4u);
-        CheckSegment(file, segment, body, result);
     }
     // Without a Random Index Pack the footer's pack and fill end the file.
     EXPECT_EQ(result.partitions[2].offset + header.kag, file.size());

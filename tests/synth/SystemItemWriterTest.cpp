@@ -1,15 +1,13 @@
-// The system item where the system item analysis reads it: stamp types and BCD timecode and date
-// at their offsets, drop-frame counting at 29.97, the acquisition item with its pack list, and a
-// picture structure that points at the parameter sets of the picture in the same package.
+// Drop-frame counting at 29.97 and 59.94, and a picture structure in the system item that points
+// at the parameter sets of the picture in the same package. The stamps are read back by the system
+// item analysis's test of synthesized clips and, drop-frame and date, by qvclip meta's.
 #include <gtest/gtest.h>
 
 #include "support/TestFiles.h"
 #include "synth/support/FileWalk.h"
 
 #include "mxf/MXFLabels.h"
-#include "tools/qvclip/synth/ClipPlan.h"
 #include "tools/qvclip/synth/Synthesizer.h"
-#include "tools/qvclip/synth/SystemItemWriter.h"
 #include "tools/qvclip/synth/Timecode.h"
 
 namespace {
@@ -28,33 +26,6 @@ TEST(Timecode, DropFrameSkipsTwoNumbersAMinuteButEveryTenth) {
     EXPECT_FALSE(Timecode::Parse("00:01:00;01", 30, true));
     EXPECT_TRUE(Timecode::Parse("00:10:00;00", 30, true));
     EXPECT_FALSE(Timecode::Parse("00:00:00:25", 25, false));
-}
-
-TEST(SystemItemWriter, StampsStandWhereTheAnalysisReadsThem) {
-    const synth::ClipPlan plan({.rateNumerator = 30000,
-                                .rateDenominator = 1001,
-                                .timecode = "10:00:59;28",
-                                .date = "2031-12-24T23:59:58"});
-    const synth::SystemItem written = synth::SystemItemWriter(plan).Write(2, {});
-    std::vector<uint8_t> bytes = written.pack;
-    bytes.insert(bytes.end(), written.set.begin(), written.set.end());
-    ASSERT_GE(bytes.size(), item::PackSize + 3);
-
-    EXPECT_EQ(bytes[item::UserStampType], item::StampTimecode);
-    const uint8_t timecode[] = {0x40 | 0x02, 0x00, 0x01, 0x10};  // 10:01:00;02, drop frame
-    EXPECT_TRUE(std::equal(timecode, timecode + 4, bytes.begin() + item::UserStamp));
-
-    EXPECT_EQ(bytes[item::CreationStampType], item::StampDateTime);
-    const uint8_t clock[] = {0x02, 0x58, 0x59, 0x23, 0x24, 0x12, 0x31, 0x00};  // 23:59:58, frame 2
-    EXPECT_TRUE(std::equal(clock, clock + 8, bytes.begin() + item::CreationStamp));
-
-    // Package metadata: the acquisition item, and in it the pack list with seven packs.
-    EXPECT_EQ(bytes[item::PackSize], item::AcquisitionItemTag);
-    EXPECT_EQ(BigEndian(bytes, item::PackSize + 1, 2), bytes.size() - item::PackSize - 3);
-    const KLV packs = ReadKLV(bytes, item::PackSize + 3);
-    EXPECT_EQ(packs.key, mxf_label::AcquisitionPackList);
-    EXPECT_EQ(bytes[packs.valueOffset], 7);
-    EXPECT_EQ(packs.length, 1 + 7 * 5u);
 }
 
 TEST(SystemItemWriter, PictureStructureFindsTheParameterSets) {
