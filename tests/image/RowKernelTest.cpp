@@ -13,7 +13,6 @@
 #include <limits>
 #include <ostream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "image/ChainTable.h"
@@ -204,23 +203,6 @@ TEST(MatrixTest, BlackWhiteAndTheBoost) {
 }
 
 // ---- Look-ups at their edges ------------------------------------------------------------------
-
-TEST(LookupTest, AxisPositionRoundsTiesToEvenAndStopsBeforeTheLastNode) {
-    // An integer position sits on a node from one side or the other: 1.0 → (0, 1), 2.0 → (2, 0).
-    auto axis = [](float v, float s) {
-        const auto a = stages::LutAxis(v, s);
-        return std::pair(a.index, a.fraction);
-    };
-    EXPECT_EQ(axis(1.0f, 1.0f), std::pair(0u, 1.0f));
-    EXPECT_EQ(axis(2.0f, 1.0f), std::pair(2u, 0.0f));
-    EXPECT_EQ(axis(0.0f, 1.0f), std::pair(0u, 0.0f));
-    EXPECT_EQ(axis(255.0f, stages::Depth8::kLutScale).first, 31u);
-    EXPECT_NEAR(axis(255.0f, stages::Depth8::kLutScale).second, 0.9999f, 1e-6f);
-    for (unsigned v = 0; v <= 65535; ++v) {  // no value of either depth goes past node 32
-        ASSERT_LE(axis(v, stages::Depth16::kLutScale).first, 31u) << v;
-        ASSERT_LE(axis(v % 256, stages::Depth8::kLutScale).first, 31u) << v;
-    }
-}
 
 TEST(LookupTest, IdentityLutGivesEveryByteBack) {
     std::vector<float> lut(kLutFloats);  // node (r, g, b) holds (r, g, b) / 32

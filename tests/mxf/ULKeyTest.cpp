@@ -52,14 +52,6 @@ INSTANTIATE_TEST_SUITE_P(
 
 #undef REG
 
-TEST(KLVKind, HelpersTakeAKindApart) {
-    EXPECT_EQ(KLVKindFamily(KLVKindIndexTableSegment), KLVKindLocalSet);
-    EXPECT_EQ(KLVKindFamily(0x801012F), KLVKindLocalSet);
-    EXPECT_TRUE(KLVKindIsStructuralSet(0x801012F));
-    EXPECT_FALSE(KLVKindIsStructuralSet(KLVKindIndexTableSegment));
-    EXPECT_EQ(KLVKindStructuralSetNumber(0x801012F), 0x012F);
-}
-
 TEST(Labels, CompareAsRawBytesAndPrintDotted) {
     const Key16 low = Label({0x02, 0x53});
     Key16 high = low;
