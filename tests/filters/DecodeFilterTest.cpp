@@ -120,37 +120,21 @@ void WaitForQueuedEnd(CMediaSampleQueue& queue) {
     }
 }
 
-// Late input on a worker that cannot start: samples 0..9 at 40 ms, every third a sync point.
-struct LateInput : testing::Test {
+// Late input on a worker that cannot start: samples 0..9 at 40 ms, every third a sync point,
+// thrown away or marked by SkipLateInput with a limit of 3 frames and a window of 2.
+struct LateCase {
+    const char* name;
+    bool longGop;
+    uint8_t mp4Source;
+    std::vector<REFERENCE_TIME> left;     // start frames of what stays queued
+    std::vector<REFERENCE_TIME> preroll;  // ... of those marked preroll
+};
+
+class LateInput : public testing::TestWithParam<LateCase> {
+protected:
     static constexpr REFERENCE_TIME kFrame = 400000;
-    void Fill(CDecodeThread& worker) {
-        ALLOCATOR_PROPERTIES wanted{10, 16, 1, 0}, actual;
-        ASSERT_EQ(allocator->SetProperties(&wanted, &actual), S_OK);
-        ASSERT_EQ(allocator->Commit(), S_OK);
-        for (int i = 0; i < 10; ++i) {
-            IMediaSample* sample = nullptr;
-            ASSERT_EQ(allocator->GetBuffer(&sample, nullptr, nullptr, 0), S_OK);
-            REFERENCE_TIME start = i * kFrame, stop = start + kFrame;
-            sample->SetTime(&start, &stop);
-            sample->SetSyncPoint(i % 3 == 0);
-            worker.Queue().PushSample(sample);
-            sample->Release();
-        }
-    }
-    // Start times and preroll marks of what is queued.
-    std::vector<std::pair<REFERENCE_TIME, bool>> Queued(CDecodeThread& worker) {
-        std::vector<std::pair<REFERENCE_TIME, bool>> left;
-        worker.Queue().Lock();
-        for (size_t i = 0; i < worker.Queue().GetCount(); ++i) {
-            IMediaSample* sample = CMediaSampleQueue::AsSample(worker.Queue().PeekAt(i));
-            REFERENCE_TIME start = 0, stop = 0;
-            sample->GetTime(&start, &stop);
-            left.emplace_back(start / kFrame, sample->IsPreroll() == S_OK);
-        }
-        worker.Queue().Unlock();
-        return left;
-    }
     void TearDown() override { allocator->Decommit(); }
+    ~LateInput() override { allocator->Release(); }
 
     HeldDecoderMutex held;
     DecoderConfig config;
@@ -159,37 +143,52 @@ struct LateInput : testing::Test {
         a->AddRef();
         return a;
     }();
-    ~LateInput() override { allocator->Release(); }
 };
 
-// Late by one frame at frame 2: due from frame 2 + 3 frames (limit plus twice the lateness) on.
-TEST_F(LateInput, AllIntraDropsFromTheFrontUntilASampleIsDue) {
-    CDecodeThread worker(CUCreate<CMBXH264Decoder>(), &config, 0);
-    Fill(worker);
-    EXPECT_EQ(worker.SkipLateInput(2 * kFrame + kFrame, false, 2 * kFrame), 1);
-    const std::vector<std::pair<REFERENCE_TIME, bool>> left = Queued(worker);
-    ASSERT_EQ(left.size(), 5u);
-    EXPECT_EQ(left.front().first, 5);
+TEST_P(LateInput, IsDroppedOrMarkedAsTheStreamsKindSays) {
+    const LateCase& c = GetParam();
+    CDecodeThread worker(CUCreate<CMBXH264Decoder>(), &config, c.mp4Source);
+    ALLOCATOR_PROPERTIES wanted{10, 16, 1, 0}, actual;
+    ASSERT_EQ(allocator->SetProperties(&wanted, &actual), S_OK);
+    ASSERT_EQ(allocator->Commit(), S_OK);
+    for (int i = 0; i < 10; ++i) {
+        IMediaSample* sample = nullptr;
+        ASSERT_EQ(allocator->GetBuffer(&sample, nullptr, nullptr, 0), S_OK);
+        REFERENCE_TIME start = i * kFrame, stop = start + kFrame;
+        sample->SetTime(&start, &stop);
+        sample->SetSyncPoint(i % 3 == 0);
+        worker.Queue().PushSample(sample);
+        sample->Release();
+    }
+    const int walked = worker.SkipLateInput(3 * kFrame, c.longGop, 2 * kFrame);
+    if (!c.longGop) {
+        EXPECT_EQ(walked, 1);  // it stopped at a sample still due
+    }
+    std::vector<REFERENCE_TIME> left, preroll;
+    worker.Queue().Lock();
+    for (size_t i = 0; i < worker.Queue().GetCount(); ++i) {
+        IMediaSample* sample = CMediaSampleQueue::AsSample(worker.Queue().PeekAt(i));
+        REFERENCE_TIME start = 0, stop = 0;
+        sample->GetTime(&start, &stop);
+        left.push_back(start / kFrame);
+        if (sample->IsPreroll() == S_OK) preroll.push_back(start / kFrame);
+    }
+    worker.Queue().Unlock();
+    EXPECT_EQ(left, c.left);
+    EXPECT_EQ(preroll, c.preroll);
 }
 
-TEST_F(LateInput, LongGopFromMXFDropsOnlyWhatIsNotASyncPoint) {
-    CDecodeThread worker(CUCreate<CMBXH264Decoder>(), &config, 0);
-    Fill(worker);
-    worker.SkipLateInput(3 * kFrame, true, 2 * kFrame);  // everything before frame 5 is late
-    const std::vector<std::pair<REFERENCE_TIME, bool>> left = Queued(worker);
-    const std::vector<std::pair<REFERENCE_TIME, bool>> expected = {
-        {0, false}, {3, false}, {5, false}, {6, false}, {7, false}, {8, false}, {9, false}};
-    EXPECT_EQ(left, expected);
-}
-
-TEST_F(LateInput, LongGopFromMP4MarksWhatIsNotASyncPointAsPreroll) {
-    CDecodeThread worker(CUCreate<CMBXH264Decoder>(), &config, 1);
-    Fill(worker);
-    worker.SkipLateInput(3 * kFrame, true, 2 * kFrame);
-    const std::vector<std::pair<REFERENCE_TIME, bool>> left = Queued(worker);
-    ASSERT_EQ(left.size(), 10u);
-    for (const auto& [frame, preroll] : left) EXPECT_EQ(preroll, frame < 5 && frame % 3 != 0);
-}
+INSTANTIATE_TEST_SUITE_P(
+    Streams, LateInput,
+    testing::Values(
+        // Late by one frame at frame 2: due from frame 2 + 3 frames (the limit plus twice the
+        // lateness) on; all intra drops from the front until a sample is due.
+        LateCase{"AllIntra", false, 0, {5, 6, 7, 8, 9}, {}},
+        // Everything before frame 5 is late: from MXF only what is not a sync point goes, from
+        // MP4 it stays, marked preroll.
+        LateCase{"LongGopFromMXF", true, 0, {0, 3, 5, 6, 7, 8, 9}, {}},
+        LateCase{"LongGopFromMP4", true, 1, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, {1, 2, 4}}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(DecodeFilterTest, QualityOnTimeOrWithoutAWorkerGoesUpstream) {
     HRESULT hr = S_OK;
