@@ -1,9 +1,8 @@
 // StreamManager: the file-name tests, the choice of wrapper by host clip, extension and name,
-// the answers of an unopened manager, forwarding with its exceptions, and a real MXF file opening
-// alone and as a host's file list.
+// the answers of an unopened manager, and forwarding with its exceptions. Real clips open through
+// the manager, alone and as a host's file list, in the parser filter tests, which play them.
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -12,7 +11,6 @@
 #include "mxf/CIFNoCIFMXFWrapper.h"
 #include "mxf/MXFWrapper.h"
 #include "support/TestFiles.h"
-#include "tools/qvclip/synth/Synthesizer.h"
 
 namespace {
 
@@ -198,47 +196,6 @@ TEST(StreamManager, ForwardsToTheCIFWrapperFirstAndCapsChannels) {
     manager.Close();
     ASSERT_TRUE(manager.GetFileList(list));
     EXPECT_EQ(list->Count(), 0u);
-}
-
-// A lone file whose stem of 24 characters passes no name test, and the same clip as a host's
-// file list whose first member is missing.
-TEST(StreamManager, RealClipOpensAloneAndAsAFileList) {
-    TempDirectory dir;
-    const std::string stem = Name(24, {{8, '_'}, {17, '_'}, {23, '_'}}, "");
-    const std::string path = synth::Synthesize({.outDir = dir.root,
-                                                .name = stem,
-                                                .frames = 24,
-                                                .width = 128,
-                                                .height = 72,
-                                                .channels = 2})
-                                 .paths.at(0);
-    for (const bool fileList : {false, true}) {
-        SCOPED_TRACE(fileList);
-        StreamManager manager;
-        const std::vector<std::string> listed = {dir.Native("MISSING.MXF"), path};
-        ASSERT_EQ(
-            manager.Open(CUCreate<CUStringWin>(path.c_str()), CUCreate<FakeClip>(fileList, listed)),
-            1u);
-        EXPECT_EQ(manager.clipVersion, fileList ? ClipVersionFileList : ClipVersionNone);
-        EXPECT_EQ(manager.mxfWrapper != nullptr, !fileList);
-        EXPECT_EQ(manager.GetFrameCount(-1), 24u);
-        EXPECT_EQ(manager.GetWidth(), 128u);
-        EXPECT_EQ(manager.GetHeight(), 72u);
-        EXPECT_EQ(manager.GetAudioChannels(), 2u);
-        EXPECT_EQ(manager.GetContainerType(), ClipContainerMXF);
-        std::vector<uint8_t> buffer(1 << 20);
-        FrameElementLayout layout;
-        const uint32_t size = static_cast<uint32_t>(buffer.size());
-        EXPECT_EQ(manager.ReadFrame(23, buffer.data(), size, &layout,
-                                    ClipElementPicture | ClipElementSound),
-                  1);
-        EXPECT_GT(layout.pictureSize, 0u);
-        EXPECT_GT(layout.soundSize[1], 0u);
-        EXPECT_EQ(manager.ReadFrame(24, buffer.data(), size, &layout, ClipElementPicture), 0);
-        CUSharedPtr<CUArray> list;
-        ASSERT_TRUE(manager.GetFileList(list));
-        EXPECT_EQ(list->Count(), 1u);
-    }
 }
 
 }  // namespace
