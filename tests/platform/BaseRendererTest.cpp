@@ -81,48 +81,20 @@ public:
     std::vector<int> firstSamples;    // guarded by `lock`
 };
 
-// A connected source and renderer on one system clock, in a graph whose events go to `queue`.
-struct Graph {
-    Graph(int count, REFERENCE_TIME first, REFERENCE_TIME step)
-        : source(new CounterSource(count, 2)), renderer(new TestRenderer) {
+// A connected source and renderer in a graph, which sets its clock on both when it pauses; the
+// tests run the filters themselves, at a start time of their choice.
+struct Graph : CounterGraph<TestRenderer> {
+    Graph(int count, REFERENCE_TIME first, REFERENCE_TIME step) : CounterGraph(count, 2) {
         out()->first = first, out()->step = step;
-        source->AddRef(), renderer->AddRef(), clock.AddRef(), queue.AddRef();
-        source->SetSyncSource(&clock), renderer->SetSyncSource(&clock);
-        renderer->JoinFilterGraph(&queue);
-    }
-    ~Graph() {
-        renderer->Stop();  // releases a waiting Receive, so that the worker can be joined
-        source->Stop();
-        out()->Disconnect();
-        in()->Disconnect();
-        renderer->JoinFilterGraph(nullptr);
-        source->Release();
-        renderer->Release();
     }
     CounterStream* out() { return source->pin; }
-    CRendererInputPin* in() { return renderer->InputPin(); }
-    void Pause() {
-        ASSERT_EQ(out()->Connect(in(), nullptr), S_OK);
-        ASSERT_EQ(renderer->Pause(), S_OK);
-        ASSERT_EQ(source->Pause(), S_OK);
-    }
+    void Pause() { ASSERT_EQ(graph->Pause(), S_OK); }
     // Runs with stream time 0 at `offset` from now.
     void Run(REFERENCE_TIME offset) {
         const REFERENCE_TIME start = CSystemClock::Now() + offset;
-        ASSERT_EQ(renderer->Run(start), S_OK);
+        ASSERT_EQ(sink->Run(start), S_OK);
         ASSERT_EQ(source->Run(start), S_OK);
     }
-    // The next event code, or 0 when none comes within `ms`.
-    long NextEvent(long ms) {
-        long code = 0;
-        LONG_PTR p1 = 0, p2 = 0;
-        return queue.GetEvent(&code, &p1, &p2, ms) == S_OK ? code : 0;
-    }
-
-    CSystemClock clock;
-    CMediaEventQueue queue;
-    CounterSource* source;
-    TestRenderer* renderer;
 };
 
 TEST(BaseRendererTest, RendersInOrderNoEarlierThanTheirTimeThenCompletesOnce) {
@@ -130,8 +102,8 @@ TEST(BaseRendererTest, RendersInOrderNoEarlierThanTheirTimeThenCompletesOnce) {
     graph.Pause();
     graph.Run(200 * kMs);  // the held first sample waits for its time
     EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
-    EXPECT_EQ(graph.renderer->Values(), Counting(0, 5));  // all rendered before EC_COMPLETE
-    for (const Rendered& r : graph.renderer->Renders()) EXPECT_GE(r.at, r.start);
+    EXPECT_EQ(graph.sink->Values(), Counting(0, 5));  // all rendered before EC_COMPLETE
+    for (const Rendered& r : graph.sink->Renders()) EXPECT_GE(r.at, r.start);
     // Each sample tells upstream once: early when it waited for its time, late when it arrived
     // after it (a busy machine can stall the source for longer than a step).
     const std::vector<Quality> messages = graph.out()->Messages();
@@ -147,7 +119,7 @@ TEST(BaseRendererTest, LateSamplesRenderAtOnceAndTellUpstream) {
     graph.Pause();
     graph.Run(-kHour);
     EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
-    EXPECT_EQ(graph.renderer->Values(), Counting(0, 3));
+    EXPECT_EQ(graph.sink->Values(), Counting(0, 3));
     const std::vector<Quality> messages = graph.out()->Messages();
     ASSERT_EQ(messages.size(), 3u);
     for (int i = 0; i < 3; ++i) {
@@ -164,71 +136,74 @@ TEST(BaseRendererTest, PauseHoldsTheFirstSampleUntilRun) {
     Graph graph(3, 0, kMs);
     graph.out()->prerolled = 1;  // sample 0 is preroll: accepted, never rendered nor held
     graph.Pause();
-    ASSERT_TRUE(graph.renderer->firstSample.Wait());
-    EXPECT_EQ(graph.renderer->FirstSamples(), std::vector<int>{1});
-    EXPECT_TRUE(graph.renderer->Renders().empty());
+    ASSERT_TRUE(graph.sink->firstSample.Wait());
+    EXPECT_EQ(graph.sink->FirstSamples(), std::vector<int>{1});
+    EXPECT_TRUE(graph.sink->Renders().empty());
     EXPECT_EQ(graph.NextEvent(0), 0);
     graph.Run(0);
     EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
-    EXPECT_EQ(graph.renderer->Values(), (std::vector<int>{1, 2}));
-    EXPECT_EQ(graph.renderer->FirstSamples(), std::vector<int>{1});
+    EXPECT_EQ(graph.sink->Values(), (std::vector<int>{1, 2}));
+    EXPECT_EQ(graph.sink->FirstSamples(), std::vector<int>{1});
 }
 
 TEST(BaseRendererTest, EndOfStreamWhilePausedCompletesAtRunAndOnlyOnce) {
     Graph graph(1, 0, kMs);
     graph.out()->prerolled = 1;  // nothing to render: the end of the stream comes while paused
     graph.Pause();
-    ASSERT_TRUE(graph.renderer->endOfStream.Wait());
+    ASSERT_TRUE(graph.sink->endOfStream.Wait());
     EXPECT_EQ(graph.NextEvent(0), 0);
     graph.Run(0);
     EXPECT_EQ(graph.NextEvent(0), EC_COMPLETE);  // sent by Run itself
-    ASSERT_EQ(graph.renderer->Pause(), S_OK);
+    ASSERT_EQ(graph.sink->Pause(), S_OK);
     graph.Run(0);
     EXPECT_EQ(graph.NextEvent(0), 0);
-    EXPECT_TRUE(graph.renderer->Renders().empty());
+    EXPECT_TRUE(graph.sink->Renders().empty());
 }
 
-TEST(BaseRendererTest, FlushReleasesASampleWaitingOnTheClock) {
-    Graph graph(2, kHour, kMs);
-    graph.Pause();
-    graph.Run(0);
-    ASSERT_TRUE(graph.renderer->waiting.Wait());
-    ASSERT_EQ(graph.out()->DeliverBeginFlush(), S_OK);  // Receive answers S_FALSE
-    ASSERT_EQ(graph.out()->StopWorker(), S_OK);         // so the worker is free to stop
-    ASSERT_EQ(graph.out()->DeliverEndFlush(), S_OK);
-    EXPECT_TRUE(graph.renderer->Renders().empty());
-    EXPECT_EQ(graph.NextEvent(0), 0);
+TEST(BaseRendererTest, FlushOrStopReleasesASampleWaitingOnTheClock) {
+    for (const bool flush : {true, false}) {
+        Graph graph(2, kHour, kMs);
+        graph.Pause();
+        graph.Run(0);
+        ASSERT_TRUE(graph.sink->waiting.Wait());
+        if (flush) {
+            ASSERT_EQ(graph.out()->DeliverBeginFlush(), S_OK);  // Receive answers S_FALSE
+            ASSERT_EQ(graph.out()->StopWorker(), S_OK);         // so the worker is free to stop
+            ASSERT_EQ(graph.out()->DeliverEndFlush(), S_OK);
+        } else {
+            ASSERT_EQ(graph.sink->Stop(), S_OK);    // releases the wait on the clock
+            ASSERT_EQ(graph.source->Stop(), S_OK);  // joins the worker
+        }
+        EXPECT_TRUE(graph.sink->Renders().empty()) << flush;
+        EXPECT_EQ(graph.NextEvent(0), 0) << flush;
+    }
 }
 
-TEST(BaseRendererTest, FlushDiscardsTheHeldSampleAndStopReleasesAWait) {
+TEST(BaseRendererTest, FlushDiscardsTheHeldSample) {
     Graph graph(INT_MAX, kHour, kMs);
     graph.Pause();
-    ASSERT_TRUE(graph.renderer->firstSample.Wait());
+    ASSERT_TRUE(graph.sink->firstSample.Wait());
     ASSERT_EQ(graph.out()->DeliverBeginFlush(), S_OK);
     ASSERT_EQ(graph.out()->StopWorker(), S_OK);
     ASSERT_EQ(graph.out()->DeliverEndFlush(), S_OK);
-    graph.renderer->firstSample.Reset();
+    graph.sink->firstSample.Reset();
     ASSERT_EQ(graph.out()->PauseWorker(), S_OK);
-    ASSERT_TRUE(graph.renderer->firstSample.Wait());  // the next sample is held
-
-    graph.Run(0);
-    ASSERT_TRUE(graph.renderer->waiting.Wait());
-    ASSERT_EQ(graph.renderer->Stop(), S_OK);  // releases the wait on the clock
-    ASSERT_EQ(graph.source->Stop(), S_OK);    // joins the worker
-    EXPECT_TRUE(graph.renderer->Renders().empty());
-    EXPECT_EQ(graph.renderer->FirstSamples(), (std::vector<int>{0, 1}));
-    EXPECT_EQ(graph.NextEvent(0), 0);
+    ASSERT_TRUE(graph.sink->firstSample.Wait());  // the next sample is held
+    EXPECT_EQ(graph.sink->FirstSamples(), (std::vector<int>{0, 1}));
+    graph.Run(-2 * kHour);  // every sample is due
+    ASSERT_TRUE(graph.sink->WaitForRendered(2));
+    EXPECT_EQ(graph.sink->Values()[0], 1);
 }
 
 TEST(BaseRendererTest, PauseSendsAWaitingSampleBackAndRunReschedulesIt) {
     Graph graph(1, kHour, kMs);
     graph.Pause();
     graph.Run(0);
-    ASSERT_TRUE(graph.renderer->waiting.Wait());
-    ASSERT_EQ(graph.renderer->Pause(), S_OK);
-    ASSERT_EQ(graph.renderer->Run(CSystemClock::Now() - kHour), S_OK);  // the sample is due now
+    ASSERT_TRUE(graph.sink->waiting.Wait());
+    ASSERT_EQ(graph.sink->Pause(), S_OK);
+    ASSERT_EQ(graph.sink->Run(CSystemClock::Now() - kHour), S_OK);  // the sample is due now
     EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
-    const std::vector<Rendered> rendered = graph.renderer->Renders();
+    const std::vector<Rendered> rendered = graph.sink->Renders();
     ASSERT_EQ(rendered.size(), 1u);
     EXPECT_GE(rendered[0].at, kHour);
 }
@@ -238,8 +213,8 @@ TEST(BaseRendererTest, UntimedSamplesRenderAtOnce) {
     graph.Pause();
     graph.Run(1000LL * 1000 * kMs);  // stream time 0 far ahead: timed samples would wait
     EXPECT_EQ(graph.NextEvent(30000), EC_COMPLETE);
-    EXPECT_EQ(graph.renderer->Values(), Counting(0, 3));
-    for (const Rendered& r : graph.renderer->Renders()) EXPECT_EQ(r.start, -1);
+    EXPECT_EQ(graph.sink->Values(), Counting(0, 3));
+    for (const Rendered& r : graph.sink->Renders()) EXPECT_EQ(r.start, -1);
 }
 
 }  // namespace

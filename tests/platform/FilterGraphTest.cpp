@@ -2,7 +2,6 @@
 // a run to completion, pause and run again, stop, destruction while running, refusals.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <climits>
 #include <utility>
 
@@ -13,41 +12,13 @@ using namespace qv_test;
 
 namespace {
 
-// A graph holding a source and a sink, connected; the fixture keeps its own references.
-struct Fixture {
-    Fixture(int count, int buffers, bool hold = false)
-        : graph(new CFilterGraph),
-          source(new CounterSource(count, buffers)),
-          sink(new RecordingSink) {
-        source->AddRef();
-        sink->AddRef();
-        sink->pin->holdUntilStopped = hold;
-        EXPECT_EQ(graph->AddFilter(source, L"source"), S_OK);
-        EXPECT_EQ(graph->AddFilter(sink, L"sink"), S_OK);
-        EXPECT_EQ(graph->ConnectDirect(source->pin, sink->pin, nullptr), S_OK);
-    }
-    ~Fixture() {
-        delete graph;
-        source->Release();
-        sink->Release();
-    }
-    // The codes of the events waiting.
-    std::vector<long> EventCodes() {
-        std::vector<long> codes;
-        long code = 0;
-        LONG_PTR p1 = 0, p2 = 0;
-        while (graph->GetEvent(&code, &p1, &p2, 0) == S_OK) codes.push_back(code);
-        return codes;
-    }
-    REFERENCE_TIME StreamTime() {
-        REFERENCE_TIME t = -1;
-        EXPECT_EQ(graph->StreamTime(&t), S_OK);
-        return t;
-    }
-    CFilterGraph* graph;
-    CounterSource* source;
-    RecordingSink* sink;
-};
+using Fixture = CounterGraph<RecordingSink>;
+
+REFERENCE_TIME StreamTime(Fixture& f) {
+    REFERENCE_TIME t = -1;
+    EXPECT_EQ(f.graph->StreamTime(&t), S_OK);
+    return t;
+}
 
 TEST(FilterGraphTest, RunsToCompletionWithEverySampleOnceInOrder) {
     Fixture f(50, 2);
@@ -66,7 +37,8 @@ TEST(FilterGraphTest, RunsToCompletionWithEverySampleOnceInOrder) {
 
 TEST(FilterGraphTest, AFailedSourceEndsTheWaitWithItsError) {
     // A second renderer that never completes: only the abort can end the wait (the failing
-    // source also ends its stream, so the connected sink does complete).
+    // source also ends its stream, so the connected sink does complete). Delivery stops at the
+    // failed fill.
     Fixture f(INT_MAX, 2);
     RecordingSink* idle = new RecordingSink;
     idle->AddRef();
@@ -74,8 +46,11 @@ TEST(FilterGraphTest, AFailedSourceEndsTheWaitWithItsError) {
     f.source->pin->failAt = 4;
     ASSERT_EQ(f.graph->Run(), S_OK);
     EXPECT_EQ(f.graph->WaitForCompletion(30000), E_FAIL);
-    const std::vector<long> codes = f.EventCodes();
-    EXPECT_NE(std::find(codes.begin(), codes.end(), EC_ERRORABORT), codes.end());
+    // The abort is queued before the end of the stream completes, so that the host sees why.
+    ASSERT_TRUE(f.sink->pin->WaitForEvents(5));
+    EXPECT_EQ(f.sink->pin->Events(), (std::vector<int>{0, 1, 2, 3, kEndOfStream}));
+    EXPECT_EQ(f.NextEvent(30000), EC_ERRORABORT);
+    EXPECT_EQ(f.NextEvent(30000), EC_COMPLETE);
     ASSERT_EQ(f.graph->Stop(), S_OK);
 
     // A new run from stopped forgets the old abort.
@@ -93,17 +68,17 @@ TEST(FilterGraphTest, PauseKeepsTheStreamTimeAndStopEndsTheWorker) {
     ASSERT_EQ(f.source->GetSyncSource(&clock), S_OK);
     EXPECT_EQ(clock, f.graph->Clock());
     clock->Release();
-    EXPECT_EQ(f.StreamTime(), 0);
+    EXPECT_EQ(StreamTime(f), 0);
 
     ASSERT_EQ(f.graph->Run(), S_OK);
     ASSERT_TRUE(f.sink->pin->WaitForEvents(5));
     ASSERT_EQ(f.graph->Pause(), S_OK);
-    const REFERENCE_TIME paused = f.StreamTime();
-    EXPECT_EQ(f.StreamTime(), paused);  // the stream time stands still while paused
+    const REFERENCE_TIME paused = StreamTime(f);
+    EXPECT_EQ(StreamTime(f), paused);  // the stream time stands still while paused
 
     // Running again goes on from the paused stream time, not from the clock's time.
     ASSERT_EQ(f.graph->Run(), S_OK);
-    const REFERENCE_TIME resumed = f.StreamTime();
+    const REFERENCE_TIME resumed = StreamTime(f);
     EXPECT_GE(resumed, paused);
     EXPECT_LT(resumed, paused + 10 * 1000 * 10000);  // far less than the time a test may take
     const size_t seen = f.sink->pin->Events().size();
@@ -113,26 +88,15 @@ TEST(FilterGraphTest, PauseKeepsTheStreamTimeAndStopEndsTheWorker) {
     EXPECT_FALSE(f.source->pin->ThreadExists());
     EXPECT_TRUE(f.source->IsStopped());
     EXPECT_TRUE(f.sink->IsStopped());
-    EXPECT_EQ(f.StreamTime(), 0);
+    EXPECT_EQ(StreamTime(f), 0);
     const std::vector<int> all = f.sink->pin->Events();
     EXPECT_EQ(all, Counting(0, static_cast<int>(all.size())));
-
-    // A run after the stop goes on: the sink stopped first, so the sample in flight at the stop
-    // was refused and is lost; the rest come in order, none twice.
-    ASSERT_EQ(f.graph->Run(), S_OK);
-    ASSERT_TRUE(f.sink->pin->WaitForEvents(all.size() + 3));
-    ASSERT_EQ(f.graph->Stop(), S_OK);
-    const std::vector<int> again = f.sink->pin->Events();
-    ASSERT_GT(again.size(), all.size());
-    EXPECT_EQ(std::vector<int>(again.begin(), again.begin() + all.size()), all);
-    EXPECT_GT(again[all.size()], all.back());
-    EXPECT_LE(again[all.size()], all.back() + 2);
-    for (size_t i = all.size() + 1; i < again.size(); ++i) EXPECT_EQ(again[i], again[i - 1] + 1);
 }
 
 TEST(FilterGraphTest, StopOrDestructionReleasesAWorkerHeldInsideTheSinksReceive) {
     for (const bool destroy : {false, true}) {
-        Fixture f(INT_MAX, 2, /*hold=*/true);
+        Fixture f(INT_MAX, 2);
+        f.sink->pin->holdUntilStopped = true;
         ASSERT_EQ(f.graph->Run(), S_OK);
         f.sink->pin->entered.Wait();  // the worker is inside Receive until the sink stops
         if (destroy) {

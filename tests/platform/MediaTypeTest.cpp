@@ -67,18 +67,6 @@ TEST(CMediaType, AllocFormatBufferKeepsABlockOfTheSameLength) {
     EXPECT_EQ(type.FormatLength(), 0u);
 }
 
-TEST(CMediaType, SampleSizeAndFlags) {
-    CMediaType type;
-    EXPECT_TRUE(type.IsFixedSize());
-    EXPECT_EQ(type.GetSampleSize(), 1u);
-    type.SetSampleSize(0);
-    EXPECT_FALSE(type.IsFixedSize());
-    EXPECT_EQ(type.GetSampleSize(), 0u);
-    type.InitMediaType();
-    EXPECT_FALSE(type.IsValid());
-    EXPECT_TRUE(type.IsFixedSize());
-}
-
 TEST(CMediaType, PartialTypesMatchOnTheirNonNullParts) {
     const CMediaType full = VideoType();
     EXPECT_FALSE(full.IsPartiallySpecified());

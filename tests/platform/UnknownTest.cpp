@@ -54,14 +54,6 @@ TEST(CUnknown, AggregatedObjectDelegatesToItsOuter) {
     EXPECT_EQ(outer->Release(), 0u);
 }
 
-TEST(CUnknown, ServerLockKeepsTheModuleLoaded) {
-    ASSERT_EQ(CanUnloadNow(), S_OK);
-    LockServer(true);
-    EXPECT_EQ(CanUnloadNow(), S_FALSE);
-    LockServer(false);
-    EXPECT_EQ(CanUnloadNow(), S_OK);
-}
-
 TEST(GUID, TextAndFourCC) {
     EXPECT_EQ(GuidToString(IID_IUnknown), "{00000000-0000-0000-C000-000000000046}");
     EXPECT_EQ(MakeFourCC('Y', 'U', 'Y', '2'), 0x32595559u);

@@ -2,7 +2,6 @@
 set(QV_THREADED_TESTS
   MemAllocatorTest
   ReferenceClockTest
-  MediaEventTest
   WindowMessagesTest
   NamedMutexTest
   SourceStreamTest

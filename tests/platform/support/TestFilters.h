@@ -2,6 +2,7 @@
 // a video type) and a sink recording them, with end of stream recorded as kEndOfStream and
 // reported to the graph as EC_COMPLETE. The sink can hold every Receive until the filter stops,
 // like a renderer waiting for its clock, stop once at a gate, or keep the samples it received.
+// CounterGraph connects such a source to a sink in a CFilterGraph.
 #pragma once
 
 #include <atomic>
@@ -13,6 +14,7 @@
 
 #include "foundation/CUManualResetEvent.h"
 #include "platform/BaseInputPin.h"
+#include "platform/FilterGraph.h"
 #include "platform/MediaEvent.h"
 #include "platform/SourceStream.h"
 
@@ -173,12 +175,48 @@ public:
     RecordingSink() : CBaseFilter("recording sink", nullptr, &stateLock, GUID_NULL) {
         pin = new RecordingPin(this, &stateLock);
     }
-    ~RecordingSink() override { delete pin; }
+    ~RecordingSink() override {
+        pin->ReleaseHeld();
+        delete pin;
+    }
     int GetPinCount() override { return 1; }
     CBasePin* GetPin(int n) override { return n == 0 ? pin : nullptr; }
 
     CURecursiveLock stateLock;
     RecordingPin* pin;  // owned
+};
+
+// A counter source connected to `sink` in a graph, which stops, disconnects and releases them
+// when it goes; the fixture keeps references of its own, so that the filters outlive a graph that a
+// test deletes. Tests drive the graph or the filters directly.
+template <class Sink>
+struct CounterGraph {
+    CounterGraph(int count, int buffers, Sink* sink = new Sink)
+        : source(new CounterSource(count, buffers)), sink(sink) {
+        source->AddRef(), sink->AddRef();
+        EXPECT_EQ(graph->AddFilter(source, L"source"), S_OK);
+        EXPECT_EQ(graph->AddFilter(sink, L"sink"), S_OK);
+        EXPECT_EQ(graph->ConnectDirect(source->pin, sink->GetPin(0), nullptr), S_OK);
+    }
+    ~CounterGraph() {
+        delete graph;
+        source->Release(), sink->Release();
+    }
+    // The next event's code, or 0 when none comes within `ms`.
+    long NextEvent(long ms) {
+        long code = 0;
+        LONG_PTR p1 = 0, p2 = 0;
+        return graph->GetEvent(&code, &p1, &p2, ms) == S_OK ? code : 0;
+    }
+    std::vector<long> EventCodes() {  // of the events waiting
+        std::vector<long> codes;
+        for (long code; (code = NextEvent(0)) != 0;) codes.push_back(code);
+        return codes;
+    }
+
+    CFilterGraph* graph = new CFilterGraph;
+    CounterSource* source;
+    Sink* sink;
 };
 
 inline std::vector<int> Counting(int from, int to) {
