@@ -1,11 +1,12 @@
 // ffmpeg as the oracle of the movie decoders: every picture of a synthesized clip, fed in stored
-// order and drained, has the bytes of ffmpeg's own decoding and conversion to yuyv422; a
-// full-range stream's pictures stay full range.
+// order and drained, has the bytes of ffmpeg's own decoding and conversion to yuyv422 and to bgra;
+// a full-range stream's pictures stay full range.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "codecs/support/DecoderRuns.h"
@@ -22,10 +23,11 @@ std::vector<std::string> Digests(const std::vector<Bytes>& pictures) {
     return digests;
 }
 
-// ffmpeg's decoding and conversion to yuyv422, one MD5 per picture.
-std::vector<std::string> FfmpegDigests(const std::string& path, const std::string& filter = "") {
+// ffmpeg's decoding and conversion to `format`, one MD5 per picture.
+std::vector<std::string> FfmpegDigests(const std::string& path, const std::string& filter = "",
+                                       const std::string& format = "yuyv422") {
     std::istringstream lines(Output("ffmpeg -v error -i '" + path + "' -map 0:v " + filter +
-                                    " -pix_fmt yuyv422 -f framemd5 -"));
+                                    " -pix_fmt " + format + " -f framemd5 -"));
     std::vector<std::string> digests;
     for (std::string line; std::getline(lines, line);)
         if (!line.empty() && line[0] != '#') digests.push_back(line.substr(line.rfind(' ') + 1));
@@ -39,13 +41,20 @@ protected:
 
 class OracleClips : public Oracle, public ::testing::WithParamInterface<Clip> {};
 
-TEST_P(OracleClips, EveryPictureIsFfmpegsYuyv422) {
+// BGR4 is converted with the decoder's own scaler flags, by the matrix the stream signals.
+TEST_P(OracleClips, EveryPictureIsFfmpegsYuyv422AndBgra) {
     TempDirectory dir;
     const Written clip = Synthesize(dir, GetParam());
-    const DecoderConfig config = Config(kPixelFormatYUY2, 0);
-    const std::vector<std::string> expected = FfmpegDigests(clip.path);
-    ASSERT_EQ(expected.size(), kFrames);
-    EXPECT_EQ(Digests(DecodeAll(*Open(GetParam().codec, config), config, clip.samples)), expected);
+    for (const auto& [format, ffmpegFormat, flags] :
+         {std::tuple{kPixelFormatYUY2, "yuyv422", ""},
+          {kPixelFormatBGR4, "bgra", "-sws_flags bicubic+accurate_rnd+full_chroma_int"}}) {
+        const DecoderConfig config = Config(format, 0);
+        const std::vector<std::string> expected = FfmpegDigests(clip.path, flags, ffmpegFormat);
+        ASSERT_EQ(expected.size(), kFrames);
+        EXPECT_EQ(Digests(DecodeAll(*Open(GetParam().codec, config), config, clip.samples)),
+                  expected)
+            << ffmpegFormat;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -1,6 +1,6 @@
 // The movie decoders on synthesized clips: the full picture at every scale (reducing is the resize
-// filter's) and BGR4 its conversion; drains repeat harmlessly and segments follow one another; damaged samples
-// neither stall the decoder nor spoil the next key frame.
+// filter's; the pictures' bytes are the oracle test's); drains repeat harmlessly and segments
+// follow one another; damaged samples neither stall the decoder nor spoil the next key frame.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -20,38 +20,17 @@ const Clip kClips[] = {{SynthCodec::H264, 8, 420, kGop},
 
 class Decoder : public ::testing::TestWithParam<Clip> {};
 
-TEST_P(Decoder, EveryScaleGivesTheFullPictureAndBgr4ItsConversion) {
+TEST_P(Decoder, EveryScaleGivesTheFullPicture) {
     TempDirectory dir;
     const Written clip = Synthesize(dir, GetParam());
-    const auto run = [&](uint32_t format, uint32_t scale) {
-        const DecoderConfig config = Config(format, scale);
+    const auto run = [&](uint32_t scale) {
+        const DecoderConfig config = Config(kPixelFormatYUY2, scale);
         return DecodeAll(*Open(GetParam().codec, config), config, clip.samples);
     };
-    const std::vector<Bytes> full = run(kPixelFormatYUY2, 0), half = run(kPixelFormatYUY2, 1),
-                             quarter = run(kPixelFormatYUY2, 2), bgr = run(kPixelFormatBGR4, 0);
-    for (const auto* run : {&full, &half, &quarter, &bgr}) ASSERT_EQ(run->size(), kFrames);
-    for (uint32_t n = 0; n < kFrames; ++n) {
-        EXPECT_EQ(half[n], full[n]) << "picture " << n;
-        EXPECT_EQ(quarter[n], full[n]) << "picture " << n;
-        // B G R 0xFF; each channel's mean close to the YUY2 picture's by BT.709 (as the clips
-        // signal it), limited range.
-        double expected[3] = {}, got[3] = {};
-        for (size_t p = 0; p < size_t{kWidth} * kHeight; ++p) {
-            const uint8_t* b = &bgr[n][4 * p];
-            ASSERT_EQ(b[3], 0xFF);
-            const uint8_t* macro = &full[n][4 * (p / 2)];
-            const double l = 1.164 * ((p % 2 ? macro[2] : macro[0]) - 16), u = macro[1] - 128.0,
-                         v = macro[3] - 128.0;
-            const double rgb[3] = {l + 2.112 * u, l - 0.213 * u - 0.533 * v, l + 1.793 * v};
-            for (int c = 0; c < 3; ++c) {
-                expected[c] += std::clamp(rgb[c], 0.0, 255.0);
-                got[c] += b[c];
-            }
-        }
-        for (int c = 0; c < 3; ++c)
-            EXPECT_NEAR(got[c] / (kWidth * kHeight), expected[c] / (kWidth * kHeight), 1.5)
-                << "picture " << n << " channel " << c;
-    }
+    const std::vector<Bytes> full = run(0);
+    ASSERT_EQ(full.size(), kFrames);
+    EXPECT_EQ(run(1), full);
+    EXPECT_EQ(run(2), full);
 }
 
 TEST_P(Decoder, DrainsRepeatAndEachSegmentDecodesAfresh) {
