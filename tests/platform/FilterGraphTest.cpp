@@ -96,9 +96,9 @@ TEST(FilterGraphTest, PauseKeepsTheStreamTimeAndStopEndsTheWorker) {
 TEST(FilterGraphTest, StopOrDestructionReleasesAWorkerHeldInsideTheSinksReceive) {
     for (const bool destroy : {false, true}) {
         Fixture f(INT_MAX, 2);
-        f.sink->pin->holdUntilStopped = true;
+        f.sink->pin->gateAt = 0;
         ASSERT_EQ(f.graph->Run(), S_OK);
-        f.sink->pin->entered.Wait();  // the worker is inside Receive until the sink stops
+        f.sink->pin->gateReached.Wait();  // the worker is inside Receive until the sink stops
         if (destroy) {
             delete std::exchange(f.graph, nullptr);
             EXPECT_FALSE(f.source->pin->IsConnected());  // and the graph disconnected both

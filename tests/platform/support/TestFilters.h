@@ -1,7 +1,7 @@
 // Test filters for graph tests: a source pushing the counters 0..count-1 (offering an audio then
 // a video type) and a sink recording them, with end of stream recorded as kEndOfStream and
-// reported to the graph as EC_COMPLETE. The sink can hold every Receive until the filter stops,
-// like a renderer waiting for its clock, stop once at a gate, or keep the samples it received.
+// reported to the graph as EC_COMPLETE. The sink can stop once at a gate until it is opened or the
+// filter stops, like a renderer waiting for its clock, or keep the samples it received.
 // CounterGraph connects such a source to a sink in a CFilterGraph.
 #pragma once
 
@@ -96,19 +96,17 @@ public:
     HRESULT CheckMediaType(const CMediaType* type) override {
         return type->majortype == accepted ? S_OK : S_FALSE;
     }
+    // A stopping filter lets a Receive waiting at the gate go on, as a renderer stops waiting
+    // for its clock.
     HRESULT Active() override {
-        released.Reset();
+        gateOpen.Reset();
         return CBaseInputPin::Active();
     }
     HRESULT Inactive() override {
-        released.Set();
+        gateOpen.Set();
         return CBaseInputPin::Inactive();
     }
     HRESULT Receive(IMediaSample* sample) override {
-        if (holdUntilStopped) {
-            entered.Set();
-            released.Wait();
-        }
         if (calls++ == gateAt) {
             gateReached.Set();
             gateOpen.Wait();
@@ -153,13 +151,9 @@ public:
 
     HRESULT hr = S_OK;
     GUID accepted = MEDIATYPE_Video;
-    bool holdUntilStopped = false;  // set before the run
-    bool hold = false;              // set before the run: keep every received sample
-    int gateAt = -1;                // set before the run: this Receive waits for gateOpen
-    CUManualResetEvent entered;     // set when a held Receive begins
-    CUManualResetEvent released;    // set by Inactive, reset by Active
-    CUManualResetEvent gateReached;
-    CUManualResetEvent gateOpen;
+    bool hold = false;  // set before the run: keep every received sample
+    int gateAt = -1;    // set before the run: this Receive waits for gateOpen (or a stop)
+    CUManualResetEvent gateReached, gateOpen;
 
 private:
     int calls = 0;  // worker only
