@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -23,17 +22,6 @@ std::vector<std::string> Digests(const std::vector<Bytes>& pictures) {
     return digests;
 }
 
-// ffmpeg's decoding and conversion to `format`, one MD5 per picture.
-std::vector<std::string> FfmpegDigests(const std::string& path, const std::string& filter = "",
-                                       const std::string& format = "yuyv422") {
-    std::istringstream lines(Output("ffmpeg -v error -i '" + path + "' -map 0:v " + filter +
-                                    " -pix_fmt " + format + " -f framemd5 -"));
-    std::vector<std::string> digests;
-    for (std::string line; std::getline(lines, line);)
-        if (!line.empty() && line[0] != '#') digests.push_back(line.substr(line.rfind(' ') + 1));
-    return digests;
-}
-
 class Oracle : public ::testing::Test {
 protected:
     void SetUp() override { RequireOracles({"ffmpeg"}); }
@@ -49,7 +37,7 @@ TEST_P(OracleClips, EveryPictureIsFfmpegsYuyv422AndBgra) {
          {std::tuple{kPixelFormatYUY2, "yuyv422", ""},
           {kPixelFormatBGR4, "bgra", "-sws_flags bicubic+accurate_rnd+full_chroma_int"}}) {
         const DecoderConfig config = Config(format, 0);
-        const std::vector<std::string> expected = FfmpegDigests(clip.path, flags, ffmpegFormat);
+        const std::vector<std::string> expected = FrameMD5s(clip.path, "v", ffmpegFormat, flags);
         ASSERT_EQ(expected.size(), kFrames);
         EXPECT_EQ(Digests(DecodeAll(*Open(GetParam().codec, config), config, clip.samples)),
                   expected)
@@ -84,7 +72,7 @@ TEST_F(Oracle, AFullRangePictureStaysFullRange) {
     }
     const DecoderConfig config = Config(kPixelFormatYUY2, 0);
     EXPECT_EQ(Digests(DecodeAll(*Open(SynthCodec::H264, config), config, samples, 1)),
-              FfmpegDigests(path, "-vf scale=in_range=full:out_range=full"));
+              FrameMD5s(path, "v", "yuyv422", "-vf scale=in_range=full:out_range=full"));
 }
 
 }  // namespace

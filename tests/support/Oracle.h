@@ -38,10 +38,13 @@ inline std::string Output(const std::string& command) {
 }
 
 // The hash column of ffmpeg's framemd5 output for one stream ("v", "a:0"), packet by packet; with
-// `pixelFormat` ("yuyv422") the pictures decoded and converted to it instead.
+// `pixelFormat` ("yuyv422") the pictures decoded and converted to it instead, with the further
+// ffmpeg `options` ("-sws_flags ...", "-vf ...").
 inline std::vector<std::string> FrameMD5s(const std::string& path, const std::string& stream,
-                                          const std::string& pixelFormat = "") {
-    const std::string how = pixelFormat.empty() ? " -c copy" : " -pix_fmt " + pixelFormat;
+                                          const std::string& pixelFormat = "",
+                                          const std::string& options = "") {
+    const std::string how =
+        pixelFormat.empty() ? " -c copy" : " " + options + " -pix_fmt " + pixelFormat;
     std::istringstream lines(
         Output("ffmpeg -v error -i '" + path + "' -map 0:" + stream + how + " -f framemd5 -"));
     std::vector<std::string> digests;
