@@ -1,3 +1,5 @@
+// CMediaType: deep copies of the format block, equality, the format buffer. Matching partial
+// types is the pins' own (tested through connections).
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -65,31 +67,6 @@ TEST(CMediaType, AllocFormatBufferKeepsABlockOfTheSameLength) {
     type.ResetFormatBuffer();
     EXPECT_EQ(type.Format(), nullptr);
     EXPECT_EQ(type.FormatLength(), 0u);
-}
-
-TEST(CMediaType, PartialTypesMatchOnTheirNonNullParts) {
-    const CMediaType full = VideoType();
-    EXPECT_FALSE(full.IsPartiallySpecified());
-
-    CMediaType audio(&MEDIATYPE_Audio);
-    EXPECT_TRUE(audio.IsPartiallySpecified());
-    EXPECT_FALSE(full.MatchesPartial(&audio));
-
-    CMediaType anyVideo(&MEDIATYPE_Video);
-    EXPECT_TRUE(full.MatchesPartial(&anyVideo));
-    const CMediaType anything;
-    EXPECT_TRUE(full.MatchesPartial(&anything));
-
-    CMediaType otherSubtype(&MEDIATYPE_Video);
-    const GUID hevc = FourCCSubtype(MakeFourCC('h', 'v', 'c', '1'));
-    otherSubtype.SetSubtype(&hevc);
-    EXPECT_FALSE(full.MatchesPartial(&otherSubtype));
-
-    // Naming a format type means the format block must match as well.
-    CMediaType withFormat = full;
-    EXPECT_TRUE(full.MatchesPartial(&withFormat));
-    withFormat.Format()[4] = 0;
-    EXPECT_FALSE(full.MatchesPartial(&withFormat));
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// COutputQueue in front of a logging input pin: order of samples, end of stream and new
-// segments, with and without a thread and in batches; flushing; failures; destruction.
+// COutputQueue in front of a logging input pin, as the queued output pins use it (a thread of its
+// own, batches of one): order of samples, end of stream and new segments; flushing; failures.
 #include <gtest/gtest.h>
 
 #include "platform/OutputQueue.h"
@@ -9,21 +9,11 @@ using namespace qv_test;
 
 namespace {
 
-struct Mode {
-    const char* name;
-    bool queued;
-    int batch;
-    bool exact;
-};
-
-class OutputQueueOrderTest : public testing::TestWithParam<Mode> {};
-
-TEST_P(OutputQueueOrderTest, DeliversSamplesSegmentsAndEndOfStreamInOrder) {
+TEST(OutputQueueTest, DeliversSamplesSegmentsAndEndOfStreamInOrder) {
     LoggingSink f({.flushes = false});
     HRESULT hr = S_OK;
-    COutputQueue queue(&f.pin, &hr, false, GetParam().queued, GetParam().batch, GetParam().exact);
+    COutputQueue queue(&f.pin, &hr);
     ASSERT_EQ(hr, S_OK);
-    EXPECT_EQ(queue.IsQueued(), GetParam().queued);
     for (int i = 0; i < 3; ++i) ASSERT_EQ(queue.Receive(f.Sample(i)), S_OK);
     queue.NewSegment(10, 20, 1.0);
     ASSERT_EQ(queue.Receive(f.Sample(3)), S_OK);
@@ -31,12 +21,6 @@ TEST_P(OutputQueueOrderTest, DeliversSamplesSegmentsAndEndOfStreamInOrder) {
     EXPECT_EQ(f.pin.WaitFor(6), (Log{"0", "1", "2", "seg10", "3", "eos"}));
     EXPECT_TRUE(f.PoolIsFull());
 }
-
-INSTANTIATE_TEST_SUITE_P(Modes, OutputQueueOrderTest,
-                         testing::Values(Mode{"Thread", true, 1, false},
-                                         Mode{"ExactBatches", true, 3, true},
-                                         Mode{"Direct", false, 1, false}),
-                         [](const testing::TestParamInfo<Mode>& info) { return info.param.name; });
 
 TEST(OutputQueueTest, FlushDropsQueuedSamplesAndTheStreamGoesOn) {
     LoggingSink f({.flushes = false});
@@ -61,23 +45,6 @@ TEST(OutputQueueTest, FlushDropsQueuedSamplesAndTheStreamGoesOn) {
     ASSERT_EQ(queue.Receive(f.Sample(4)), S_OK);
     queue.EOS();
     EXPECT_EQ(f.pin.WaitFor(2), (Log{"4", "eos"}));
-}
-
-TEST(OutputQueueTest, PartialExactBatchWaitsForSendAnywayAndDestructionReleasesTheRest) {
-    LoggingSink f({.flushes = false});
-    {
-        HRESULT hr = S_OK;
-        COutputQueue queue(&f.pin, &hr, false, true, 3, true);
-        ASSERT_EQ(queue.Receive(f.Sample(0)), S_OK);
-        ASSERT_EQ(queue.Receive(f.Sample(1)), S_OK);
-        EXPECT_FALSE(queue.IsIdle());
-        queue.SendAnyway();
-        EXPECT_EQ(f.pin.WaitFor(2), (Log{"0", "1"}));
-        ASSERT_EQ(queue.Receive(f.Sample(2)), S_OK);
-        ASSERT_EQ(queue.Receive(f.Sample(3)), S_OK);
-    }
-    EXPECT_EQ(f.pin.WaitFor(0), (Log{"0", "1"}));
-    EXPECT_TRUE(f.PoolIsFull());
 }
 
 TEST(OutputQueueTest, DeliveryFailureIsAnsweredUntilTheNextFlush) {
