@@ -1,48 +1,20 @@
+// The named mutex across processes: a holder's death releases it. Waiting for another holder in
+// the same process, until it releases or a stop, is the pipeline workers' test of their turns.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <string>
-#include <thread>
 
 #include "foundation/CUManualResetEvent.h"
 #include "platform/NamedMutex.h"
 
 namespace {
 
-// A name of this test process alone, so that parallel runs do not meet.
-std::string UniqueName(const char* what) {
-    return std::string("test-") + what + "-" + std::to_string(getpid());
-}
-
-// A second holder waits until the first releases, or until its stop event ends the wait.
-TEST(CNamedMutex, SecondHolderWaitsUntilReleaseOrStop) {
-    for (const bool stopped : {false, true}) {
-        const std::string name = UniqueName(stopped ? "stop" : "release");
-        CNamedMutex first(name), second(name);
-        ASSERT_TRUE(first.IsValid());
-        ASSERT_EQ(first.Acquire(nullptr), S_OK);
-        EXPECT_EQ(second.TryAcquire(), S_FALSE);
-        CUManualResetEvent stop;
-        HRESULT got = E_FAIL;
-        std::thread waiter([&] { got = second.Acquire(&stop); });
-        if (stopped) {
-            stop.Set();
-        } else {
-            EXPECT_TRUE(first.Release());
-            EXPECT_FALSE(first.Release());
-        }
-        waiter.join();
-        EXPECT_EQ(got, stopped ? S_FALSE : S_OK);
-        EXPECT_EQ(second.IsHeld(), !stopped);
-        EXPECT_FALSE(stopped && second.Release());  // not the owner: fails quietly
-        EXPECT_EQ((stopped ? second : first).TryAcquire(), S_FALSE);
-    }
-}
-
 TEST(CNamedMutex, DeathOfTheHoldingProcessReleases) {
-    const std::string name = UniqueName("death") + "/x";  // '/' is made safe
+    // A name of this test process alone, so that parallel runs do not meet; '/' is made safe.
+    const std::string name = "test-death-" + std::to_string(getpid()) + "/x";
     int held[2], never[2];
     ASSERT_EQ(pipe(held), 0);
     ASSERT_EQ(pipe(never), 0);

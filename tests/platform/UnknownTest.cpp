@@ -43,17 +43,6 @@ TEST(CUnknown, QueryInterfaceAndLastReleaseDeletes) {
     EXPECT_EQ(CUnknown::LiveObjectCount(), before);
 }
 
-TEST(CUnknown, AggregatedObjectDelegatesToItsOuter) {
-    auto* outer = new Thing;
-    outer->AddRef();
-    auto* inner = new Thing(outer);  // its IUnknown is the outer's
-    inner->NonDelegatingAddRef();
-    inner->AddRef();  // counts on the outer
-    EXPECT_EQ(outer->Release(), 1u);
-    EXPECT_EQ(inner->NonDelegatingRelease(), 0u);
-    EXPECT_EQ(outer->Release(), 0u);
-}
-
 TEST(GUID, TextAndFourCC) {
     EXPECT_EQ(GuidToString(IID_IUnknown), "{00000000-0000-0000-C000-000000000046}");
     EXPECT_EQ(MakeFourCC('Y', 'U', 'Y', '2'), 0x32595559u);
