@@ -1,5 +1,6 @@
-// The host's graph over a counter source and a recording sink: connection through the graph,
-// a run to completion, pause and run again, stop, destruction while running, refusals.
+// The host's graph over a counter source and a recording sink: connection through the graph (with
+// the pins' refusals), a run to completion, a failed source, pause and run again, stop,
+// destruction while running.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -125,16 +126,20 @@ TEST(FilterGraphTest, RefusesASecondConnectionAndDisconnectsBothSides) {
     EXPECT_FALSE(f.source->pin->IsConnected());
     EXPECT_FALSE(f.sink->pin->IsConnected());
     EXPECT_EQ(f.graph->Disconnect(f.sink->pin), VFW_E_NOT_CONNECTED);
+    f.sink->pin->accepted = FORMAT_VideoInfo2;  // no type the source proposes
+    EXPECT_EQ(f.graph->ConnectDirect(f.source->pin, f.sink->pin, nullptr), VFW_E_TYPE_NOT_ACCEPTED);
+    EXPECT_FALSE(f.source->pin->IsConnected());
+    EXPECT_FALSE(f.sink->pin->IsConnected());
     ASSERT_EQ(f.graph->ConnectDirect(f.source->pin, other->pin, nullptr), S_OK);
+    EXPECT_EQ(other->pin->CurrentMediaType().majortype, MEDIATYPE_Video);  // the second proposed
+    EXPECT_EQ(other->pin->ReceiveConnection(f.source->pin, &other->pin->CurrentMediaType()),
+              VFW_E_ALREADY_CONNECTED);
 
     ASSERT_EQ(f.graph->Run(), S_OK);
     EXPECT_EQ(f.graph->ConnectDirect(f.source->pin, f.sink->pin, nullptr), VFW_E_WRONG_STATE);
-    EXPECT_EQ(f.graph->RemoveFilter(other), VFW_E_WRONG_STATE);
     // Two renderers now: the unconnected sink never completes, so the wait runs out.
     EXPECT_EQ(f.graph->WaitForCompletion(50), E_ABORT);
     ASSERT_EQ(f.graph->Stop(), S_OK);
-    ASSERT_EQ(f.graph->RemoveFilter(other), S_OK);
-    EXPECT_FALSE(f.source->pin->IsConnected());
     other->Release();
 }
 
