@@ -1,6 +1,7 @@
 // A source pin pushing counters into a recording sink: stop with and without a full pool, and a
-// run after the stop. Delivery in order to the end of the stream, a failed fill and connection
-// refusals are the graph test's; a flush in the middle of the stream is the transform test's.
+// run after the stop. Delivery in order to the end of the stream is every parser playback test's
+// (the parser's pins are source streams); a failed fill and connection refusals are the graph
+// test's; a flush in the middle of the stream is the transform test's.
 #include <gtest/gtest.h>
 
 #include <climits>
