@@ -1,5 +1,6 @@
-// The fixed pool: properties, commit, alignment and prefix, waits on an exhausted pool, lifetime.
-// Buffers shared between threads are the streaming tests' (under tsan) business.
+// The fixed pool: properties, alignment and prefix, waits on an exhausted pool (and the refusal
+// once decommitted), lifetime. Buffers shared between threads are the streaming tests' (under
+// tsan).
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -48,16 +49,6 @@ TEST(CMemAllocator, SetPropertiesOnlyWhileDecommittedAndAllBuffersBack) {
     ALLOCATOR_PROPERTIES current;
     pool.allocator->GetProperties(&current);
     EXPECT_EQ(current.cBuffers, 2);  // a refused request changes nothing
-}
-
-TEST(CMemAllocator, CommitNeedsASizeAndGetBufferNeedsACommit) {
-    auto* allocator = new CMemAllocator("empty");
-    allocator->AddRef();
-    EXPECT_EQ(allocator->Commit(), VFW_E_SIZENOTSET);
-    IMediaSample* sample = reinterpret_cast<IMediaSample*>(1);
-    EXPECT_EQ(allocator->GetBuffer(&sample, nullptr, nullptr, 0), VFW_E_NOT_COMMITTED);
-    EXPECT_EQ(sample, nullptr);
-    allocator->Release();
 }
 
 TEST(CMemAllocator, BuffersAreAlignedDistinctAndRoundedUp) {
