@@ -50,7 +50,7 @@ TEST_P(PlayClipKind, RendersEveryFrameWithItsSound) {
         EXPECT_EQ(frames[i]["start"], i * 400000);  // 25 frames a second
         EXPECT_EQ(frames[i]["stop"], (i + 1) * 400000);
         EXPECT_EQ(frames[i]["discontinuity"], i == 0);
-        EXPECT_EQ(frames[i]["md5"].get<std::string>().size(), 32u);    // a decoded picture's
+        EXPECT_EQ(frames[i]["md5"].get<std::string>().size(), 32u);  // a decoded picture's
         if (i > 0) {
             EXPECT_NE(frames[i]["md5"], frames[i - 1]["md5"]);  // the pattern moves
         }
