@@ -93,6 +93,10 @@ public:
     RecordingPin(CBaseFilter* filter, CURecursiveLock* lock)
         : CBaseInputPin("recording pin", filter, lock, &hr, L"In") {}
 
+    ~RecordingPin() override {
+        for (IMediaSample* sample : held) sample->Release();
+    }
+
     HRESULT CheckMediaType(const CMediaType* type) override {
         return type->majortype == accepted ? S_OK : S_FALSE;
     }
@@ -143,11 +147,6 @@ public:
         std::lock_guard<std::mutex> guard(lock);
         return refusals;
     }
-    void ReleaseHeld() {
-        std::lock_guard<std::mutex> guard(lock);
-        for (IMediaSample* sample : held) sample->Release();
-        held.clear();
-    }
 
     HRESULT hr = S_OK;
     GUID accepted = MEDIATYPE_Video;
@@ -169,10 +168,7 @@ public:
     RecordingSink() : CBaseFilter("recording sink", nullptr, &stateLock, GUID_NULL) {
         pin = new RecordingPin(this, &stateLock);
     }
-    ~RecordingSink() override {
-        pin->ReleaseHeld();
-        delete pin;
-    }
+    ~RecordingSink() override { delete pin; }
     int GetPinCount() override { return 1; }
     CBasePin* GetPin(int n) override { return n == 0 ? pin : nullptr; }
 
