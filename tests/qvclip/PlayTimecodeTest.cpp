@@ -35,8 +35,9 @@ TEST_P(PlayTimecode, OneTimecodeAndMetadataMessageAFrameAsMetaReadsThem) {
     const std::vector<nlohmann::json> rows = meta.JsonLines();
     ASSERT_EQ(rows.size(), c.frames);
     // The analyser prints tile entries; they go beside the JSON, never into it.
-    if (c.synth.find("--tiles") != std::string::npos)
+    if (c.synth.find("--tiles") != std::string::npos) {
         EXPECT_NE(meta.err.find("Tile pack"), std::string::npos) << meta.err;
+    }
 
     const auto timecodes = qvtest::Events(events, "timecode");
     const auto metadata = qvtest::Events(events, "metadata");
