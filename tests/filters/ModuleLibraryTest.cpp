@@ -10,6 +10,7 @@
 #include "filters/FilterIds.h"
 #include "filters/ModuleRegistry.h"
 #include "platform/BaseFilter.h"
+#include "platform/WindowMessages.h"
 #include "support/TestFiles.h"
 
 namespace {
@@ -59,6 +60,29 @@ TEST_F(ModuleLibraryTest, ServesFiltersThroughItsExportsAndHidesTheRest) {
     EXPECT_EQ(canUnloadNow(), S_FALSE);
     filter->Release();
     EXPECT_EQ(canUnloadNow(), S_OK);
+}
+
+TEST_F(ModuleLibraryTest, OffersTheHostsSideOfWindowMessages) {
+    // The renderers post to windows registered with the library's own queues, and the host frees
+    // a metadata message with the library's own allocator.
+    using RegisterFn = HWND (*)();
+    using PeekFn = bool (*)(HWND, MSG*);
+    using FreeFn = void (*)(WPARAM, LPARAM);
+    auto* registerWindow =
+        reinterpret_cast<RegisterFn>(dlsym(library, "_ZN15CMessageWindows8RegisterEv"));
+    auto* peek =
+        reinterpret_cast<PeekFn>(dlsym(library, "_ZN15CMessageWindows11PeekMessageEP6HWND__P3MSG"));
+    auto* freeMessage = reinterpret_cast<FreeFn>(dlsym(library, "_Z19FreeMetaDataMessageml"));
+    ASSERT_TRUE(registerWindow && peek && freeMessage);
+    ASSERT_NE(dlsym(library, "_ZN15CMessageWindows10UnregisterEP6HWND__"), nullptr);
+    HWND window = registerWindow();
+    ASSERT_NE(window, nullptr);
+    MSG msg;
+    EXPECT_FALSE(peek(window, &msg));
+    // The test's own copy of the queues does not know the library's window.
+    EXPECT_TRUE(CMessageWindows::Unregister(window).empty());
+    EXPECT_FALSE(PostMessageW(window, 1, 0, 0));
+    freeMessage(0, 0);
 }
 
 TEST_F(ModuleLibraryTest, RegistersTheLibrarysOwnPath) {
