@@ -44,23 +44,14 @@ int CDecodeThread::Run() {
             sample = nullptr;
             m_nInputOffset = 0;
             callsWithoutInput = 0;
-            m_pQueue->Lock();
-            const QueueItem item = m_pQueue->Pop();
+            std::unique_ptr<SegmentRecord> segment;
+            const QueueItem item = TakeItem(&segment);
             if (item == kQueueNewSegment) {
-                SegmentRecord* record = CMediaSampleQueue::AsRecord(m_pQueue->Pop());
-                m_pQueue->Unlock();
-                if (record) StartSegment(*record);
-                delete record;
+                if (segment) StartSegment(*segment);
                 continue;
             }
-            m_pQueue->Unlock();
             if (item == 0) {
-                if (m_bFlushing.load()) {
-                    DrainQueue(*m_pQueue);
-                    m_pFlushDone->Set();
-                }
-                m_pQueue->Wait();
-                if (m_pQueue->IsClosed()) break;
+                if (!AwaitItems()) break;
                 continue;
             }
             if (item == kQueueEndOfStream) {
@@ -80,9 +71,8 @@ int CDecodeThread::Run() {
 
         CDeliverThread* deliver = DeliverThread();
         IMediaSample* out = nullptr;
-        const HRESULT got = deliver ? deliver->OutputPin()->GetDeliveryBuffer(&out, nullptr,
-                                                                             nullptr, 0)
-                                    : E_FAIL;
+        const HRESULT got =
+            deliver ? deliver->OutputPin()->GetDeliveryBuffer(&out, nullptr, nullptr, 0) : E_FAIL;
         if (m_bStop.load()) {
             if (out) out->Release();
             break;

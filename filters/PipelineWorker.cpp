@@ -106,30 +106,36 @@ void CPipelineWorker::StopAndJoin() {
     Join();
 }
 
+QueueItem CPipelineWorker::TakeItem(std::unique_ptr<SegmentRecord>* segment) {
+    m_pQueue->Lock();
+    const QueueItem item = m_pQueue->Pop();
+    if (item == kQueueNewSegment) segment->reset(CMediaSampleQueue::AsRecord(m_pQueue->Pop()));
+    m_pQueue->Unlock();
+    return item;
+}
+
+bool CPipelineWorker::AwaitItems() {
+    if (m_bFlushing.load()) {
+        DrainQueue(*m_pQueue);
+        m_pFlushDone->Set();
+    }
+    m_pQueue->Wait();
+    return !m_pQueue->IsClosed();
+}
+
 int CPipelineWorker::RunSampleLoop(const std::function<void(IMediaSample*)>& step) {
     const bool owner = TakeMachineMutex();
     while (owner && !m_bStop.load()) {
-        m_pQueue->Lock();
-        const QueueItem item = m_pQueue->Pop();
+        std::unique_ptr<SegmentRecord> segment;
+        const QueueItem item = TakeItem(&segment);
         if (item == kQueueNewSegment) {
-            SegmentRecord* record = CMediaSampleQueue::AsRecord(m_pQueue->Pop());
-            m_pQueue->Unlock();
             CDeliverThread* deliver = DeliverThread();
-            if (record && deliver) {
+            if (segment && deliver) {
                 CUAutoLock work(m_pWorkLock.Get());
-                deliver->PostNewSegment(record->start, record->stop, record->rate);
+                deliver->PostNewSegment(segment->start, segment->stop, segment->rate);
             }
-            delete record;
-            continue;
-        }
-        m_pQueue->Unlock();
-        if (item == 0) {
-            if (m_bFlushing.load()) {
-                DrainQueue(*m_pQueue);
-                m_pFlushDone->Set();
-            }
-            m_pQueue->Wait();
-            if (m_pQueue->IsClosed()) break;
+        } else if (item == 0) {
+            if (!AwaitItems()) break;
         } else if (item == kQueueEndOfStream) {
             if (CDeliverThread* deliver = DeliverThread()) {
                 CUAutoLock work(m_pWorkLock.Get());

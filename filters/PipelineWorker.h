@@ -61,6 +61,12 @@ protected:
     void ReleaseMachineMutex();
     // Idempotent: the first half of destruction (stop, close, wake, join).
     void StopAndJoin();
+    // Takes the next input item under the queue's lock; for a new segment `segment` gets the
+    // record that follows it (the caller's; null when the queue held none).
+    QueueItem TakeItem(std::unique_ptr<SegmentRecord>* segment);
+    // For an empty queue: acknowledges a flush that waited for it to empty, then waits for work.
+    // False once the queue is closed.
+    bool AwaitItems();
     // The whole body of a worker that turns each sample into at most one output (the convert and
     // resize workers): the machine mutex around it; new segments and ends of stream passed on to
     // the delivery thread in order, under the work lock; flushes drained and acknowledged; each
@@ -68,7 +74,7 @@ protected:
     int RunSampleLoop(const std::function<void(IMediaSample*)>& step);
 
     std::atomic<CDeliverThread*> m_pDeliverThread{nullptr};  // owned
-    CMediaSampleQueue* const m_pQueue;                        // owned
+    CMediaSampleQueue* const m_pQueue;                       // owned
     CUSharedPtr<CUManualResetEvent> m_pFlushDone;
     std::atomic<uint32_t> m_bFlushing{0};
     std::atomic<uint32_t> m_bStop{0};
