@@ -2,7 +2,6 @@
 
 #include "filters/FilterIds.h"
 #include "filters/SoundSplitterFilter.h"
-#include "filters/SoundSplitterInputPin.h"
 
 static_assert(CSoundSplitterFilter::kMaxChannels * 2 <= CAudioLevelOutputPin::kBufferSize,
               "a level sample holds a level for every channel the splitter accepts");
@@ -35,10 +34,5 @@ HRESULT CAudioLevelOutputPin::GetMediaType(int iPosition, CMediaType* pMediaType
 
 HRESULT CAudioLevelOutputPin::DecideBufferSize(IMemAllocator* pAlloc,
                                                ALLOCATOR_PROPERTIES* pProps) {
-    if (!pAlloc || !pProps || !m_pSplitter) return E_POINTER;
-    if (!m_pSplitter->InputPin() || !m_pSplitter->InputPin()->IsConnected()) return E_UNEXPECTED;
-    pProps->cBuffers = kBuffers;
-    pProps->cbBuffer = kBufferSize;
-    ALLOCATOR_PROPERTIES actual;
-    return pAlloc->SetProperties(pProps, &actual);
+    return SetPool(pAlloc, pProps, kBuffers, kBufferSize);
 }

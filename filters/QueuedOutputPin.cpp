@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "filters/SoundSplitterFilter.h"
+#include "filters/SoundSplitterInputPin.h"
 #include "foundation/CUAutoLock.h"
 
 namespace {
@@ -89,4 +90,14 @@ HRESULT CQueuedOutputPin::DeliverNewSegment(REFERENCE_TIME tStart, REFERENCE_TIM
                                             double dRate) {
     if (m_pOutputQueue) m_pOutputQueue->NewSegment(tStart, tStop, dRate);
     return S_OK;
+}
+
+HRESULT CQueuedOutputPin::SetPool(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pProps,
+                                  int32_t buffers, int32_t bufferSize) {
+    if (!pAlloc || !pProps || !m_pSplitter) return E_POINTER;
+    if (!m_pSplitter->InputPin() || !m_pSplitter->InputPin()->IsConnected()) return E_UNEXPECTED;
+    pProps->cBuffers = buffers;
+    pProps->cbBuffer = bufferSize;
+    ALLOCATOR_PROPERTIES actual;
+    return pAlloc->SetProperties(pProps, &actual);
 }

@@ -38,6 +38,11 @@ public:
     bool HasAllocator() const { return m_pAllocator != nullptr; }
 
 protected:
+    // The pool of both pins, once the splitter's input is connected: E_POINTER for null
+    // arguments, E_UNEXPECTED while the input is not connected, else the allocator's answer.
+    HRESULT SetPool(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pProps, int32_t buffers,
+                    int32_t bufferSize);
+
     CSoundSplitterFilter* const m_pSplitter;  // owns the pin
 
 private:

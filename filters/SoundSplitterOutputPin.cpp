@@ -48,10 +48,5 @@ HRESULT CSoundSplitterOutputPin::GetMediaType(int iPosition, CMediaType* pMediaT
 
 HRESULT CSoundSplitterOutputPin::DecideBufferSize(IMemAllocator* pAlloc,
                                                   ALLOCATOR_PROPERTIES* pProps) {
-    if (!pAlloc || !pProps || !m_pSplitter) return E_POINTER;
-    if (!m_pSplitter->InputPin() || !m_pSplitter->InputPin()->IsConnected()) return E_UNEXPECTED;
-    pProps->cBuffers = kBuffers;
-    pProps->cbBuffer = kBufferSize;
-    ALLOCATOR_PROPERTIES actual;
-    return pAlloc->SetProperties(pProps, &actual);
+    return SetPool(pAlloc, pProps, kBuffers, kBufferSize);
 }
