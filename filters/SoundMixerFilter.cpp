@@ -104,21 +104,8 @@ HRESULT CSoundMixerFilter::CheckTransform(const CMediaType* mtIn, const CMediaTy
 
 HRESULT CSoundMixerFilter::DecideBufferSize(IMemAllocator* pAllocator,
                                             ALLOCATOR_PROPERTIES* pProp) {
-    if (!pAllocator || !pProp) return E_POINTER;
-    if (!m_pInput || !m_pInput->IsConnected()) return E_UNEXPECTED;
-    pProp->cBuffers = 1;
-    pProp->cbAlign = 1;
-    IMemAllocator* inputAllocator = nullptr;
-    HRESULT hr = m_pInput->GetAllocator(&inputAllocator);
-    if (FAILED(hr)) return hr;
-    ALLOCATOR_PROPERTIES inputProps;
-    hr = inputAllocator->GetProperties(&inputProps);
-    inputAllocator->Release();
-    if (FAILED(hr)) return hr;
-    // An output sample holds a whole input sample.
-    pProp->cbBuffer = inputProps.cbBuffer;
-    ALLOCATOR_PROPERTIES actual;
-    return pAllocator->SetProperties(pProp, &actual);
+    // One output sample, holding a whole input sample.
+    return SetPoolOfInputSize(pAllocator, pProp, 1);
 }
 
 HRESULT CSoundMixerFilter::GetMediaType(int iPosition, CMediaType* pMediaType) {

@@ -137,6 +137,24 @@ HRESULT CTransformFilter::InitializeOutputSample(IMediaSample* pSample,
     return S_OK;
 }
 
+HRESULT CTransformFilter::SetPoolOfInputSize(IMemAllocator* pAllocator, ALLOCATOR_PROPERTIES* pProp,
+                                             int32_t buffers) {
+    if (!pAllocator || !pProp) return E_POINTER;
+    if (!m_pInput || !m_pInput->IsConnected()) return E_UNEXPECTED;
+    IMemAllocator* inputAllocator = nullptr;
+    HRESULT hr = m_pInput->GetAllocator(&inputAllocator);
+    if (FAILED(hr)) return hr;
+    ALLOCATOR_PROPERTIES inputProps;
+    hr = inputAllocator->GetProperties(&inputProps);
+    inputAllocator->Release();
+    if (FAILED(hr)) return hr;
+    pProp->cBuffers = buffers;
+    pProp->cbBuffer = inputProps.cbBuffer;
+    pProp->cbAlign = 1;
+    ALLOCATOR_PROPERTIES actual;
+    return pAllocator->SetProperties(pProp, &actual);
+}
+
 HRESULT CTransformFilter::Receive(IMediaSample* pSample) {
     if (pSample->IsPreroll() == S_OK) return S_OK;
     IMediaSample* out = nullptr;

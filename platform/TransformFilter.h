@@ -97,12 +97,17 @@ protected:
     // A buffer from the output's allocator carrying the properties of `pSample` (times, sync
     // point, preroll, discontinuity, media time, type specific flags); streaming thread only.
     HRESULT InitializeOutputSample(IMediaSample* pSample, IMediaSample** ppOutSample);
+    // Sizes the output pool at `buffers` buffers as large as the input pool's, for a filter whose
+    // output sample holds a whole input sample: E_POINTER for null arguments, E_UNEXPECTED while
+    // the input is not connected, else the allocators' answer.
+    HRESULT SetPoolOfInputSize(IMemAllocator* pAllocator, ALLOCATOR_PROPERTIES* pProp,
+                               int32_t buffers);
 
     CURecursiveLock m_csFilter;   // the filter lock, shared with the pins
     CURecursiveLock m_csReceive;  // serialises Receive with Stop and EndFlush
 
-    const wchar_t* const m_inputPinName;   // static text
-    const wchar_t* const m_outputPinName;  // static text
+    const wchar_t* const m_inputPinName;       // static text
+    const wchar_t* const m_outputPinName;      // static text
     CTransformInputPin* m_pInput = nullptr;    // owned; set once under m_csFilter
     CTransformOutputPin* m_pOutput = nullptr;  // owned; set once under m_csFilter
 

@@ -30,20 +30,7 @@ HRESULT RangeGate::GetMediaType(int iPosition, CMediaType* pMediaType) {
 }
 
 HRESULT RangeGate::DecideBufferSize(IMemAllocator* pAllocator, ALLOCATOR_PROPERTIES* pProp) {
-    if (!pAllocator || !pProp) return E_POINTER;
-    if (!m_pInput || !m_pInput->IsConnected()) return E_UNEXPECTED;
-    IMemAllocator* inputAllocator = nullptr;
-    HRESULT hr = m_pInput->GetAllocator(&inputAllocator);
-    if (FAILED(hr)) return hr;
-    ALLOCATOR_PROPERTIES inputProps;
-    hr = inputAllocator->GetProperties(&inputProps);
-    inputAllocator->Release();
-    if (FAILED(hr)) return hr;
-    pProp->cBuffers = kGateBuffers;
-    pProp->cbBuffer = inputProps.cbBuffer;  // a whole input sample fits
-    pProp->cbAlign = 1;
-    ALLOCATOR_PROPERTIES actual;
-    return pAllocator->SetProperties(pProp, &actual);
+    return SetPoolOfInputSize(pAllocator, pProp, kGateBuffers);  // a whole input sample fits
 }
 
 HRESULT RangeGate::Transform(IMediaSample* pIn, IMediaSample* pOut) {
