@@ -153,18 +153,3 @@ void CMediaType::InitMediaType() {
     FreeMediaType(*this);
     static_cast<AM_MEDIA_TYPE&>(*this) = AM_MEDIA_TYPE{};
 }
-
-bool CMediaType::IsPartiallySpecified() const {
-    return majortype == GUID_NULL || formattype == GUID_NULL;
-}
-
-bool CMediaType::MatchesPartial(const CMediaType* partial) const {
-    if (!partial) return false;
-    if (partial->majortype != GUID_NULL && partial->majortype != majortype) return false;
-    if (partial->subtype != GUID_NULL && partial->subtype != subtype) return false;
-    if (partial->formattype != GUID_NULL) {
-        if (partial->formattype != formattype) return false;
-        if (!SameFormat(*partial, *this)) return false;
-    }
-    return true;
-}

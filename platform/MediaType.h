@@ -5,8 +5,8 @@
 // CMediaType is an AM_MEDIA_TYPE with value semantics: it owns its format block, copies it on copy,
 // and frees it on destruction. Two types are equal when major type, subtype, format type and the
 // format bytes are equal (sample size and the flags do not count).
-// A partially specified type (null major type or null format type) is a pattern: MatchesPartial
-// accepts a full type when every non-null GUID of the pattern and its format block agree.
+// A pin asked to connect with a partly specified type (null GUIDs) tries its own types that agree
+// with the major type and subtype given, in order (CBasePin).
 // Threads: none of its own; a CMediaType is guarded by whoever holds it.
 // Failures: allocation failure gives null from AllocFormatBuffer/CreateMediaType, false from
 // SetFormat and E_OUTOFMEMORY from Set/CopyMediaType.
@@ -106,10 +106,4 @@ public:
     void ResetFormatBuffer();
     // Clears every field to the initial state: null GUIDs, fixed size 1, no format.
     void InitMediaType();
-
-    // Null major type or null format type: the type is a pattern, not a full type.
-    bool IsPartiallySpecified() const;
-    // This full type fits `partial`: each non-null GUID of it equals ours, and when it names a
-    // format type its format block equals ours as well.
-    bool MatchesPartial(const CMediaType* partial) const;
 };

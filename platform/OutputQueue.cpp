@@ -43,7 +43,7 @@ void COutputQueue::DropQueued() {
 
 bool COutputQueue::ReadyToSend() const {
     if (queue.empty()) return false;
-    if (!batchExact || sendAnyway || queue.front().kind != Item::Sample) return true;
+    if (!batchExact || queue.front().kind != Item::Sample) return true;
     int samples = 0;
     for (const Item& item : queue) {
         if (item.kind != Item::Sample) return true;  // an event closes the batch
@@ -77,7 +77,6 @@ void COutputQueue::ThreadProc() {
             event = queue.front();
             queue.pop_front();
         }
-        if (queue.empty()) sendAnyway = false;
         busy = true;
         guard.unlock();
 
@@ -178,12 +177,6 @@ void COutputQueue::EndFlush() {
     std::lock_guard<std::mutex> guard(lock);
     flushing = false;
     lastFailure = S_OK;
-}
-
-void COutputQueue::SendAnyway() {
-    std::lock_guard<std::mutex> guard(lock);
-    sendAnyway = true;
-    wake.notify_one();
 }
 
 bool COutputQueue::IsIdle() {

@@ -6,10 +6,10 @@
 // batches through ReceiveMultiple, end of stream and new segment as they come. A batch holds up
 // to lBatchSize samples: with bBatchExact false the thread sends what is queued as soon as it is
 // free (batch size 1: each sample as soon as it is queued); with bBatchExact true it waits until
-// a batch is full, unless an end of stream or new segment follows, SendAnyway is called or the
-// queue is flushed or destroyed. Without a thread every call is passed on at once in the
-// caller's thread. The queue's length is not bounded: the allocator's pool bounds it. Thread
-// priorities are the system's default.
+// a batch is full, unless an end of stream or new segment follows or the queue is flushed or
+// destroyed. Without a thread every call is passed on at once in the caller's thread. The queue's
+// length is not bounded: the allocator's pool bounds it. Thread priorities are the system's
+// default.
 // BeginFlush drops (and releases) everything queued and passes BeginFlush to the pin at once;
 // until EndFlush samples are released without delivery (S_FALSE) and end of stream is dropped.
 // EndFlush waits until the thread is idle (the delivery it was in, which the flushing pin refuses,
@@ -50,8 +50,6 @@ public:
     void NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate);
     void BeginFlush();
     void EndFlush();
-    // Sends a partly filled batch now.
-    void SendAnyway();
     // Nothing queued and nothing being delivered.
     bool IsIdle();
     bool IsQueued() const { return threaded; }
@@ -83,7 +81,6 @@ private:
     std::deque<Item> queue;        // guarded by `lock`
     bool busy = false;             // guarded by `lock`: the thread is delivering
     bool flushing = false;         // guarded by `lock`
-    bool sendAnyway = false;       // guarded by `lock`
     bool terminate = false;        // guarded by `lock`
     HRESULT lastFailure = S_OK;    // guarded by `lock`
     std::thread worker;            // set by the constructor, joined by the destructor
